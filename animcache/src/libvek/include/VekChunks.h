@@ -1,0 +1,700 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The chunk layer of a VEK file: the 16-byte chunk header and its vocabulary, the file reader and
+// writer, and the tree of chunk objects (generic groups, typed leaves, the file's head chunks, the
+// object and attribute definitions, and the writer of the sample stream).
+//
+// Unless a comment says otherwise, nothing here throws: a failure is a false, null or -1 result.
+// One file or chunk object serves one thread at a time; separate objects are independent.
+
+#ifndef VEK_CHUNKS_H
+#define VEK_CHUNKS_H
+
+#include <cstdint>
+#include <iosfwd>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// Marks what the shared library exports. Define VEK_STATIC when linking the static library.
+#if defined(_WIN32) && !defined(VEK_STATIC)
+#if defined(VEK_BUILDING)
+#define VEK_API __declspec(dllexport)
+#else
+#define VEK_API __declspec(dllimport)
+#endif
+#elif defined(__GNUC__) && !defined(VEK_STATIC)
+#define VEK_API __attribute__((visibility("default")))
+#else
+#define VEK_API
+#endif
+
+// The compatibility name of std::int64_t. A macro, so that "unsigned __int64" works as well.
+#if !defined(_MSC_VER) && !defined(__int64)
+#define __int64 __INT64_TYPE__
+#endif
+
+namespace Vek {
+
+static_assert(sizeof(__int64) == 8, "__int64 has 64 bits");
+
+/// Diagnostic level of the process, -1 at the start. Nothing in the library changes it; a caller
+/// may. Trace lines go to the standard error stream: 1 the sample stream, 3 names, 5 chunk hooks.
+extern VEK_API int verbosity;
+
+/// Names of the value types, indexed by VekHeader::type.
+extern VEK_API const char* const vekTypeNames[7];
+/// Names of the compound kinds, indexed by VekHeader::compound.
+extern VEK_API const char* const vekCompoundNames[7];
+/// Names of the dimensions, indexed by the number of components of one element; counts without a
+/// name of their own hold an empty string, so that the count indexes the table directly.
+extern VEK_API const char* const vekDimensionNames[17];
+
+/// The 32-bit tag of four characters, the first in the lowest byte.
+constexpr unsigned int makeTag(char a, char b, char c, char d) {
+  return static_cast<unsigned int>(static_cast<unsigned char>(a)) |
+         static_cast<unsigned int>(static_cast<unsigned char>(b)) << 8 |
+         static_cast<unsigned int>(static_cast<unsigned char>(c)) << 16 |
+         static_cast<unsigned int>(static_cast<unsigned char>(d)) << 24;
+}
+
+/// Tags of the format.
+namespace Tag {
+// File structure.
+constexpr unsigned int DVEK = makeTag('D', 'V', 'E', 'K');  ///< file header
+constexpr unsigned int META = makeTag('M', 'E', 'T', 'A');  ///< metadata of the file
+constexpr unsigned int WAPP = makeTag('W', 'A', 'P', 'P');  ///< writing application
+constexpr unsigned int SFIL = makeTag('S', 'F', 'I', 'L');  ///< source file
+constexpr unsigned int DATE = makeTag('D', 'A', 'T', 'E');  ///< date stamp
+constexpr unsigned int NSAM = makeTag('N', 'S', 'A', 'M');  ///< number of samples
+constexpr unsigned int FTIM = makeTag('F', 'T', 'I', 'M');  ///< first sample time
+constexpr unsigned int LTIM = makeTag('L', 'T', 'I', 'M');  ///< last sample time
+constexpr unsigned int RATE = makeTag('R', 'A', 'T', 'E');  ///< samples per frame, 0 non-uniform
+constexpr unsigned int SPAC = makeTag('S', 'P', 'A', 'C');  ///< coordinate space
+constexpr unsigned int NOBJ = makeTag('N', 'O', 'B', 'J');  ///< number of objects
+constexpr unsigned int DOBJ = makeTag('D', 'O', 'B', 'J');  ///< object definition
+constexpr unsigned int NAME = makeTag('N', 'A', 'M', 'E');  ///< object or attribute names
+constexpr unsigned int TYPE = makeTag('T', 'Y', 'P', 'E');  ///< attribute type names
+constexpr unsigned int DATR = makeTag('D', 'A', 'T', 'R');  ///< attribute definitions
+constexpr unsigned int SATR = makeTag('S', 'A', 'T', 'R');  ///< static attributes
+constexpr unsigned int AATR = makeTag('A', 'A', 'T', 'R');  ///< animated attributes
+constexpr unsigned int ATRS = makeTag('A', 'T', 'R', 'S');  ///< attribute values
+constexpr unsigned int ATTR = makeTag('A', 'T', 'T', 'R');  ///< values of one attribute
+constexpr unsigned int SAMS = makeTag('S', 'A', 'M', 'S');  ///< sample stream
+constexpr unsigned int TIMS = makeTag('T', 'I', 'M', 'S');  ///< time table
+constexpr unsigned int JSAM = makeTag('J', 'S', 'A', 'M');  ///< jump table of the samples
+constexpr unsigned int SAMP = makeTag('S', 'A', 'M', 'P');  ///< one sample
+constexpr unsigned int JOBJ = makeTag('J', 'O', 'B', 'J');  ///< jump table of the objects
+constexpr unsigned int SOBJ = makeTag('S', 'O', 'B', 'J');  ///< one object in one sample
+constexpr unsigned int FREE = makeTag('F', 'R', 'E', 'E');  ///< reserved or dead space
+// Object data.
+constexpr unsigned int POSI = makeTag('P', 'O', 'S', 'I');  ///< point positions
+constexpr unsigned int VELO = makeTag('V', 'E', 'L', 'O');  ///< point velocities
+constexpr unsigned int BBOX = makeTag('B', 'B', 'O', 'X');  ///< bounding box
+constexpr unsigned int XFRM = makeTag('X', 'F', 'R', 'M');  ///< marks a transform
+constexpr unsigned int MESH = makeTag('M', 'E', 'S', 'H');  ///< marks a mesh
+constexpr unsigned int ELOC = makeTag('E', 'L', 'O', 'C');  ///< marks a locator
+constexpr unsigned int LXCS = makeTag('L', 'X', 'C', 'S');  ///< marks a coordinate system
+constexpr unsigned int NRBS = makeTag('N', 'R', 'B', 'S');  ///< marks a NURBS surface
+constexpr unsigned int NRBC = makeTag('N', 'R', 'B', 'C');  ///< marks a NURBS curve
+constexpr unsigned int MTRX = makeTag('M', 'T', 'R', 'X');  ///< 4x4 matrix
+constexpr unsigned int MTRO = makeTag('M', 'T', 'R', 'O');  ///< rotate order
+constexpr unsigned int INHT = makeTag('I', 'N', 'H', 'T');  ///< inherits the parent's transform
+constexpr unsigned int DEGR = makeTag('D', 'E', 'G', 'R');  ///< NURBS degree
+constexpr unsigned int FORM = makeTag('F', 'O', 'R', 'M');  ///< NURBS form
+constexpr unsigned int KNTU = makeTag('K', 'N', 'T', 'U');  ///< knots in U
+constexpr unsigned int KNTV = makeTag('K', 'N', 'T', 'V');  ///< knots in V
+constexpr unsigned int PCNT = makeTag('P', 'C', 'N', 'T');  ///< vertex count of each face
+constexpr unsigned int PIDS = makeTag('P', 'I', 'D', 'S');  ///< point index of each face vertex
+constexpr unsigned int NCNT = makeTag('N', 'C', 'N', 'T');  ///< normal count of each face
+constexpr unsigned int NIDS = makeTag('N', 'I', 'D', 'S');  ///< normal index of each face vertex
+constexpr unsigned int PONO = makeTag('P', 'O', 'N', 'O');  ///< face normals
+constexpr unsigned int VPNO = makeTag('V', 'P', 'N', 'O');  ///< point normals
+constexpr unsigned int MSPT = makeTag('M', 'S', 'P', 'T');  ///< mesh type
+}  // namespace Tag
+
+/// Values of VekHeader::type.
+namespace ValueType {
+constexpr unsigned char Undef = 0;   ///< raw bytes
+constexpr unsigned char Group = 1;   ///< child chunks
+constexpr unsigned char String = 2;  ///< NUL-terminated strings, one after another
+constexpr unsigned char Int32 = 3;   ///< signed 32-bit integers
+constexpr unsigned char Float = 4;   ///< 32-bit IEEE floats
+constexpr unsigned char Int64 = 5;   ///< signed 64-bit integers
+constexpr unsigned char Double = 6;  ///< 64-bit IEEE doubles
+}  // namespace ValueType
+
+/// Values of VekHeader::compound.
+namespace Compound {
+constexpr unsigned char Undef = 0;
+constexpr unsigned char Point = 1;
+constexpr unsigned char Vector = 2;
+constexpr unsigned char Normal = 3;
+constexpr unsigned char Transform = 4;
+constexpr unsigned char Color = 5;
+constexpr unsigned char Compound = 6;
+}  // namespace Compound
+
+/// The deepest nesting of non-empty groups that a reader follows. Scenes nest fewer than ten; the
+/// limit keeps the recursion over a damaged file within any thread's stack.
+constexpr unsigned int maxGroupNesting = 1024;
+
+/// The 16 bytes in front of every chunk's payload; the record in memory is the image in the file.
+struct VEK_API VekHeader {
+  unsigned int tag = Tag::FREE;  ///< four characters, the first in the lowest byte
+  unsigned char type = 0;        ///< value type of the payload (ValueType)
+  unsigned char compound = 0;    ///< what the values mean (Compound), 0 when not applicable
+  unsigned char dimension = 0;   ///< components per element, 0 when not applicable
+  unsigned char reserved = 0;    ///< 0 in every header that the library builds
+  __int64 length = 0;            ///< payload size in bytes, without these 16
+
+  /// A free (filler) chunk of no length.
+  VekHeader() = default;
+  /// Note the order: the length stands before compound and dimension.
+  VekHeader(unsigned int tag, unsigned char type, __int64 length, unsigned char compound = 0,
+            unsigned char dimension = 0);
+  /// Sets all fields but the reserved byte.
+  void set(unsigned int tag, unsigned char type, __int64 length, unsigned char compound = 0,
+           unsigned char dimension = 0);
+
+  /// The tag's characters, cut at the first zero byte.
+  std::string tagStr() const;
+  /// The name of the value type; empty for a byte outside the table, as in the two below.
+  std::string typeStr() const;
+  std::string compoundStr() const;
+  std::string dimensionStr() const;
+
+  /// Writes "TAG type (length)" and, when they are not 0, the compound and dimension names, each
+  /// after a blank, without a line end: "ABCD float (12) point 3d".
+  std::ostream& print(std::ostream& os) const;
+};
+
+static_assert(sizeof(VekHeader) == 16, "a header is its own image in the file");
+
+/// A chunk file: one C stream and the stack of the groups open at its position.
+///
+/// Use one object either for reading or for writing a tree at a time: both directions share the
+/// stack. While writing, the stack holds where each open group's payload begins; while reading,
+/// where it ends, and groups are closed by themselves when the position reaches their end.
+///
+/// A copy shares the stream and takes its own copy of the stack: closing or destroying either one
+/// closes the stream for both.
+class VEK_API VekFile {
+ public:
+  /// A closed file.
+  VekFile();
+  /// Opens as open() does; `ok`, when given, receives the result.
+  VekFile(const char* path, const char* mode, bool* ok = nullptr);
+  VekFile(const VekFile& other);
+  VekFile& operator=(const VekFile& other);
+  /// Closes the stream, for its copies as well.
+  virtual ~VekFile();
+
+  /// Closes what is open, then opens `path` with the C library's `mode` ("r", "r+", "w"), always
+  /// as a binary file. False when the file cannot be opened or an argument is null.
+  bool open(const char* path, const char* mode);
+  /// Closes the stream and empties the group stack. True when there was nothing to close; false
+  /// when the C library reports that data could not be written.
+  bool close();
+  bool isOpen() const;
+  /// Number of groups open at the current position.
+  unsigned __int64 getLevel() const;
+
+  /// Moves the position; `whence` is 0 from the start, 1 from the position, 2 from the end. With
+  /// `clearGroups` the group stack is emptied first. False when closed or the seek fails.
+  bool seek(__int64 offset, int whence, bool clearGroups);
+  /// The current offset, -1 when closed. `ok`, when given, receives whether the file is open.
+  __int64 tell(bool* ok = nullptr);
+  /// Back to offset 0, the group stack untouched. False when closed.
+  bool rewind();
+
+  /// Whether the path exists; whether this process may read it; whether it may write it.
+  static bool exists(const char* path);
+  static bool isReadable(const char* path);
+  static bool isWritable(const char* path);
+  /// Whether the file begins with a header tagged DVEK. Nothing else of it is checked.
+  static bool isVekFile(const char* path);
+
+  /// Reads 16 bytes into `h` and opens the group when it is one that is not empty. False at the
+  /// end of the file, for a group of negative length or one nested deeper than maxGroupNesting.
+  bool readHeader(VekHeader& h);
+  /// Moves past the payload of `h`. False for a negative length.
+  bool skipData(const VekHeader& h);
+  /// Reads the payload into `buffer`, which has room for `h.length` bytes; skips it when null.
+  bool readData(const VekHeader& h, void* buffer);
+  /// Reads the payload up to its first NUL. `s` is empty after a failure.
+  bool readData(const VekHeader& h, std::string& s);
+  /// Reads one string per NUL-terminated run; the last one may lack its NUL. `v` is empty after a
+  /// failure.
+  bool readData(const VekHeader& h, std::vector<std::string>& v);
+  /// Reads the payload behind the elements that `v` holds. False, with `v` as it was, when the
+  /// length is no multiple of the element size, is negative or runs past the end of the file
+  /// (nothing is read or allocated then), when memory is short or the read fails. T is one of
+  /// char, int, __int64, float, double.
+  template <typename T>
+  bool appendData(const VekHeader& h, std::vector<T>& v);
+
+  /// Writes a header and `h.length` bytes of payload. With null `data` the payload is left as a
+  /// hole. With an `offset` of 0 or more the chunk goes there and the position stays; else it goes
+  /// to the position, which then stands after it.
+  bool writeChunk(const VekHeader& h, const void* data, __int64 offset = -1);
+  /// Writes a string chunk of one string at the position.
+  bool writeChunk(unsigned int tag, const char* s);
+  bool writeChunk(unsigned int tag, const std::string& s, __int64 offset = -1,
+                  unsigned char compound = 0, unsigned char dimension = 0);
+  /// Writes a string chunk: each string and a NUL. A string that holds a NUL reads back as two.
+  bool writeChunk(unsigned int tag, const std::vector<std::string>& v, __int64 offset = -1,
+                  unsigned char compound = 0, unsigned char dimension = 0);
+  /// Write a numeric chunk with the value type of the elements.
+  bool writeChunk(unsigned int tag, const std::vector<int>& v, __int64 offset = -1,
+                  unsigned char compound = 0, unsigned char dimension = 0);
+  bool writeChunk(unsigned int tag, const std::vector<__int64>& v, __int64 offset = -1,
+                  unsigned char compound = 0, unsigned char dimension = 0);
+  bool writeChunk(unsigned int tag, const std::vector<float>& v, __int64 offset = -1,
+                  unsigned char compound = 0, unsigned char dimension = 0);
+  bool writeChunk(unsigned int tag, const std::vector<double>& v, __int64 offset = -1,
+                  unsigned char compound = 0, unsigned char dimension = 0);
+
+  /// Writes a group's header, whose length is a placeholder, and opens the group.
+  bool startGroup(const VekHeader& h);
+  /// Patches the length of the innermost open group and closes it. False when none is open; a
+  /// group whose length could not be written stays open.
+  bool endGroup();
+
+ private:
+  class Stream;
+  template <typename T>
+  bool writeVector(unsigned int tag, const std::vector<T>& v, __int64 offset,
+                   unsigned char compound, unsigned char dimension);
+  bool readToScratch(const VekHeader& h);
+  void closeFinishedGroups();
+
+  std::shared_ptr<Stream> m_stream;
+  std::vector<__int64> m_groups;
+  std::vector<char> m_scratch;
+};
+
+/// Base of all chunk objects: a header, and a payload that is skipped when read.
+class VEK_API VekChunk {
+ public:
+  /// A FREE chunk of no length.
+  VekChunk();
+  explicit VekChunk(const VekHeader& h);
+  VekChunk(const VekChunk& other);
+  VekChunk& operator=(const VekChunk& other);
+  virtual ~VekChunk();
+
+  /// Returns the chunk to its empty state.
+  virtual void reset();
+  /// Payload size in bytes, without the 16-byte header.
+  virtual __int64 getLength();
+  /// Reads the payload of `h`, which the file has just read. False when tag or type differ from
+  /// the chunk's own, or the payload is damaged.
+  virtual bool read(const VekHeader& h, VekFile& f);
+  /// Writes header and payload at the file's position.
+  virtual bool write(VekFile& f) const;
+  /// Writes `indent` times ". ", the header and " : ", then what the chunk holds.
+  virtual std::ostream& print(std::ostream& os, int indent) const;
+
+  unsigned int getTag() const { return header.tag; }
+  unsigned char getType() const { return header.type; }
+  unsigned char getCompound() const { return header.compound; }
+  unsigned char getDimension() const { return header.dimension; }
+  VekHeader getHeader() const { return header; }
+  /// Marks the chunk as dead: copy() leaves it out and readers skip it.
+  void free();
+
+  /// An empty chunk for a header read from a file: a leaf of the value type, a generic group, or
+  /// for an unknown type a chunk that skips its payload. Owned by the caller; null when memory is
+  /// short.
+  static VekChunk* create(unsigned int tag, unsigned char type);
+  /// A deep copy, owned by the caller. Groups become generic groups of their generic children.
+  /// Null for a null or FREE chunk, for raw bytes and unknown types, and when memory is short.
+  static VekChunk* copy(const VekChunk* c);
+
+ protected:
+  VekHeader header;
+};
+
+/// A chunk that holds other chunks. It owns its children.
+class VEK_API VekGroupChunk : public VekChunk {
+ public:
+  VekGroupChunk();
+  explicit VekGroupChunk(unsigned int tag);
+  VekGroupChunk(const VekGroupChunk&) = delete;
+  VekGroupChunk& operator=(const VekGroupChunk&) = delete;
+  ~VekGroupChunk() override;
+
+  /// Removes all children.
+  void reset() override;
+  /// Computed from the children: 16 and the length of each.
+  __int64 getLength() override;
+  /// Reads all children. The group is meant to be new or reset: children from before are dropped
+  /// from the list, not destroyed, and belong to whoever still points to them. After a failure the
+  /// children read so far stay.
+  bool read(const VekHeader& h, VekFile& f) override;
+  /// Writes the group: what a subclass keeps for itself first, then the generic children.
+  bool write(VekFile& f) const override;
+  /// Prints the group's line and one line for each child.
+  std::ostream& print(std::ostream& os, int indent) const override;
+  /// Destroys every child.
+  virtual void removeAllChildren();
+
+ protected:
+  /// Lets a subclass claim a child that it stores itself: sets `handled` and returns whether the
+  /// read succeeded. Leaves `handled` false for a generic child.
+  virtual bool readChild(const VekHeader& h, VekFile& f, bool& handled);
+  /// Lets a subclass write its own members before the generic children.
+  virtual bool writeChildren(VekFile& f) const;
+  /// Lets a subclass print its own members before the generic children.
+  virtual std::ostream& printChildren(std::ostream& os, int indent) const;
+
+ public:
+  /// Appends `c` and takes ownership of it.
+  void addChild(VekChunk* c);
+  unsigned __int64 numChildren() const;
+  /// The i-th child, owned by the group; null outside the list.
+  VekChunk* getChild(unsigned __int64 i);
+  const VekChunk* getChild(unsigned __int64 i) const;
+  /// Index of the first child with that tag at or after `start`; numChildren() when there is none.
+  unsigned __int64 findChild(unsigned int tag, unsigned __int64 start = 0) const;
+  /// Destroys the i-th child and closes the gap; nothing outside the list.
+  void removeChild(unsigned __int64 i);
+  /// Destroys the children in [first, last) and closes the gap. A range as long as the whole list
+  /// removes all children wherever it begins; callers rely on it.
+  void removeChildren(unsigned __int64 first, unsigned __int64 last);
+
+ private:
+  std::vector<std::unique_ptr<VekChunk>> m_children;
+};
+
+/// The value type (ValueType) of the elements of a leaf.
+template <typename T>
+struct VekTypeOf;
+template <>
+struct VekTypeOf<char> {
+  static constexpr unsigned char value = ValueType::Undef;
+};
+template <>
+struct VekTypeOf<std::string> {
+  static constexpr unsigned char value = ValueType::String;
+};
+template <>
+struct VekTypeOf<int> {
+  static constexpr unsigned char value = ValueType::Int32;
+};
+template <>
+struct VekTypeOf<float> {
+  static constexpr unsigned char value = ValueType::Float;
+};
+template <>
+struct VekTypeOf<__int64> {
+  static constexpr unsigned char value = ValueType::Int64;
+};
+template <>
+struct VekTypeOf<double> {
+  static constexpr unsigned char value = ValueType::Double;
+};
+
+/// A chunk of values. T is one of char (raw bytes), int, __int64, float, double, std::string.
+template <typename T>
+class VekLeafChunk : public VekChunk {
+ public:
+  /// An empty leaf.
+  explicit VekLeafChunk(unsigned int tag);
+  /// A leaf with a copy of the values.
+  VekLeafChunk(unsigned int tag, unsigned char compound, unsigned char dimension,
+               const std::vector<T>& values);
+  /// The same without compound kind and dimension.
+  VekLeafChunk(unsigned int tag, const std::vector<T>& values);
+
+  /// Empties the data; the header stays.
+  void reset() override;
+  /// The length last read or set, not the size of the data: see setData().
+  __int64 getLength() override;
+  bool read(const VekHeader& h, VekFile& f) override;
+  /// Writes the data with their true length.
+  bool write(VekFile& f) const override;
+  /// Prints every value followed by a blank. Leaves the stream's precision at 8 for a float leaf
+  /// and at 16 for a double leaf.
+  std::ostream& print(std::ostream& os, int indent) const override;
+
+  /// Replaces the values and keeps the stored length in step with them.
+  void setData(std::vector<T> values);
+  /// Sets the stored length to the size of the data, after `data` was changed directly: the
+  /// lengths that groups compute are wrong until then.
+  void updateLength();
+
+  /// The values, for example x y z of each point one after another.
+  std::vector<T> data;
+};
+
+extern template class VEK_API VekLeafChunk<char>;
+extern template class VEK_API VekLeafChunk<int>;
+extern template class VEK_API VekLeafChunk<__int64>;
+extern template class VEK_API VekLeafChunk<float>;
+extern template class VEK_API VekLeafChunk<double>;
+extern template class VEK_API VekLeafChunk<std::string>;
+
+/// The chunk as a leaf of T, null when it is null or another kind of chunk:
+/// `if (auto* leaf = asLeaf<float>(definition.getStaticData(i))) leaf->setData({1.0F});`
+template <typename T>
+VekLeafChunk<T>* asLeaf(VekChunk* c) {
+  return dynamic_cast<VekLeafChunk<T>*>(c);
+}
+template <typename T>
+const VekLeafChunk<T>* asLeaf(const VekChunk* c) {
+  return dynamic_cast<const VekLeafChunk<T>*>(c);
+}
+
+/// The file header: the first chunk of every file.
+class VEK_API VekDVEKChunk : public VekChunk {
+ public:
+  /// The current format version, 2.
+  VekDVEKChunk();
+  explicit VekDVEKChunk(__int64 version);
+
+  void reset() override;
+  bool read(const VekHeader& h, VekFile& f) override;
+  bool write(VekFile& f) const override;
+  std::ostream& print(std::ostream& os, int indent) const override;
+
+  __int64 version;  ///< format version
+};
+
+/// Names and types of a list of attributes: entry i of both describes attribute i.
+class VEK_API VekAttrListChunk : public VekGroupChunk {
+ public:
+  /// Empties both lists and removes all children.
+  void reset() override;
+  /// Counts the headers of NAME and TYPE whenever there are names, even when TYPE is not written;
+  /// readers and writers of the format rely on the count.
+  __int64 getLength() override;
+
+ protected:
+  explicit VekAttrListChunk(unsigned int tag);
+  bool readChild(const VekHeader& h, VekFile& f, bool& handled) override;
+  bool writeChildren(VekFile& f) const override;
+  std::ostream& printChildren(std::ostream& os, int indent) const override;
+
+ public:
+  /// Erases the names and types in [first, last); what lies past the end is ignored.
+  virtual void remove(unsigned __int64 first, unsigned __int64 last);
+
+  std::vector<std::string> names;
+  std::vector<std::string> types;  ///< free text, chosen by the writer
+};
+
+/// The static attributes of an object.
+class VEK_API VekSATRChunk : public VekAttrListChunk {
+ public:
+  VekSATRChunk();
+};
+
+/// The animated attributes of an object.
+class VEK_API VekAATRChunk : public VekAttrListChunk {
+ public:
+  VekAATRChunk();
+};
+
+/// The values of an object's static attributes: child i holds those of static attribute i.
+class VEK_API VekATRSChunk : public VekGroupChunk {
+ public:
+  VekATRSChunk();
+};
+
+/// The attributes of one object.
+///
+/// An index counts the animated attributes first, then the static ones. Every operation that takes
+/// one prints a line to the standard output stream and throws the bool value false when it lies
+/// outside [0, getNumAttrs()); nothing else in the library throws.
+class VEK_API VekDATRChunk : public VekGroupChunk {
+ public:
+  VekDATRChunk();
+
+  void reset() override;
+  __int64 getLength() override;
+
+ protected:
+  bool readChild(const VekHeader& h, VekFile& f, bool& handled) override;
+  bool writeChildren(VekFile& f) const override;
+  std::ostream& printChildren(std::ostream& os, int indent) const override;
+
+ public:
+  int getNumAttrs() const;
+  int getNumAnimatedAttrs() const;
+  int getNumStaticAttrs() const;
+
+  /// Adds an attribute and returns its index; -1 for a value type that attributes cannot have (an
+  /// animated one is refused only for the group type). An animated attribute shifts the index of
+  /// every static one. The values of a static attribute are set through getStaticData().
+  int addAttr(const bool& animated, const std::string& name, const std::string& typeName,
+              unsigned char type, unsigned char compound = 0, unsigned char dimension = 0);
+  void addAnimatedAttribute(const std::string& name, const std::string& typeName);
+
+  bool isAnimated(int i) const;
+  /// Position of an animated attribute's values in a sample, -1 for a static attribute.
+  int getAnimatedDataIndex(int i) const;
+  /// The values of a static attribute, a leaf of its value type owned by this chunk; null for an
+  /// animated attribute. To fill it: `asLeaf<float>(d.getStaticData(i))->setData(values)`.
+  VekChunk* getStaticData(int i) const;
+  /// Valid until the attributes change.
+  const std::string& getAttrName(int i) const;
+  const std::string& getAttrType(int i) const;
+  bool setAttrName(int i, const std::string& name);
+  bool setAttrType(int i, const std::string& typeName);
+  /// Index of the attribute with exactly that name, an animated one before a static one; else -1.
+  int findAttr(const std::string& name) const;
+
+  /// Removes `count` static attributes from `first` on. False, and nothing changed, when `first`
+  /// is animated or the range runs past the last attribute.
+  bool removeStaticAttrs(int first, int count);
+  /// Removes `count` - 1 animated attributes from `first` on and returns `first`; -1 when it is
+  /// static. The range ends one before removeStaticAttrs()'s; callers rely on both.
+  int removeAnimatedAttrs(int first, int count);
+
+  /// Adds the static attributes of `from` whose names this object lacks, values included.
+  void mergeStaticAttributes(const VekDATRChunk* from);
+
+  VekSATRChunk satr;
+  VekAATRChunk aatr;
+  VekATRSChunk atrs;
+
+ private:
+  void checkIndex(int i) const;
+};
+
+/// The definition of one object: its name and attributes.
+class VEK_API VekDOBJChunk : public VekGroupChunk {
+ public:
+  VekDOBJChunk();
+  /// A null name counts as empty.
+  explicit VekDOBJChunk(const char* name);
+  ~VekDOBJChunk() override;
+
+  void reset() override;
+  __int64 getLength() override;
+  /// Destroys the attributes as well.
+  void removeAllChildren() override;
+
+ protected:
+  bool readChild(const VekHeader& h, VekFile& f, bool& handled) override;
+  bool writeChildren(VekFile& f) const override;
+  std::ostream& printChildren(std::ostream& os, int indent) const override;
+
+ public:
+  std::string getName();
+  /// The attributes, owned by this chunk; null when there are none.
+  VekDATRChunk* getDATR();
+  const VekDATRChunk* getDATR() const;
+  /// The attributes, made when missing.
+  VekDATRChunk* addDATR();
+  void removeDATR();
+
+  /// As in VekDATRChunk, which is made when missing.
+  int addAttr(const bool& animated, const std::string& name, const std::string& typeName,
+              unsigned char type, unsigned char compound = 0, unsigned char dimension = 0);
+  /// As in VekDATRChunk, its index check included; without attributes 0, -1, false and "".
+  int getNumAttrs() const;
+  int findAttr(const std::string& name) const;
+  bool isAttrAnimated(int i) const;
+  std::string getAttrName(int i) const;
+  std::string getAttrType(int i) const;
+  bool setAttrName(int i, const std::string& name);
+  bool setAttrType(int i, const std::string& typeName);
+
+  std::string name;    ///< full path name, components separated by "|"
+  VekDATRChunk* datr;  ///< owned; null when the object has no attributes
+};
+
+/// The metadata of a file: its samples in time, its origin and its objects.
+class VEK_API VekMETAChunk : public VekGroupChunk {
+ public:
+  VekMETAChunk();
+  ~VekMETAChunk() override;
+
+  /// Restores every default and removes all objects and children.
+  void reset() override;
+  /// Counts application, source file and date whether or not they are written, and no generic
+  /// children; the true size on disk comes from the file.
+  __int64 getLength() override;
+  /// Removes the objects as well.
+  void removeAllChildren() override;
+
+ protected:
+  bool readChild(const VekHeader& h, VekFile& f, bool& handled) override;
+  bool writeChildren(VekFile& f) const override;
+  std::ostream& printChildren(std::ostream& os, int indent) const override;
+
+ public:
+  void removeAllDOBJs();
+  /// Appends an object definition, owned by this chunk; its index is the previous count. A null
+  /// name counts as empty.
+  VekDOBJChunk* addDOBJ(const char* name);
+  __int64 getNumObjects() const;
+
+  __int64 numSamples = 0;
+  float firstTime = std::numeric_limits<float>::infinity();  ///< frames
+  float lastTime = -std::numeric_limits<float>::infinity();  ///< frames
+  float rate = 1.0F;                 ///< samples per frame; 0 for non-uniform sampling
+  __int64 space = 1;                 ///< coordinate space: 0 world, 1 object
+  std::vector<VekDOBJChunk*> dobjs;  ///< object definitions, owned
+  std::string application;
+  std::string sourceFile;
+  __int64 dateStamp = 0;  ///< seconds since 1970, 0 for none
+};
+
+/// Writer of a file's sample stream: jump and time tables in front, then sample after sample,
+/// straight to the file. It is never part of a chunk tree.
+///
+/// Order of calls: writeStart() or appendStart(); for each sample in time order
+/// writeStartSAMPChunk(), for each object in definition order writeSOBJChunk() or the pair
+/// writeStartSOBJChunk() and writeEndSOBJChunk(), then writeEndSAMPChunk(); at last writeEnd().
+class VEK_API VekSAMSChunk : public VekGroupChunk {
+ public:
+  VekSAMSChunk();
+
+  /// Empties the tables and forgets the offsets and positions.
+  void reset() override;
+  /// Always false: readers walk the stream through VekFile.
+  bool read(const VekHeader& h, VekFile& f) override;
+  bool write(VekFile& f) const override;
+
+  /// Begins a stream for `numSamples` samples at the position, with room for `reserve` more.
+  /// `writeTimes` is true exactly for non-uniform sampling.
+  bool writeStart(VekFile& f, __int64 numSamples, __int64 reserve, bool writeTimes);
+  /// Reopens a stream for more samples: the file is open for reading and writing and stands at the
+  /// SAMS header of its last section. False when the tables have no room for them; what was
+  /// written before the failing step stays, and the length of SAMS is then 0 in the file.
+  bool appendStart(VekFile& f, __int64 numNewSamples);
+  /// Begins the next sample. `time` (frames) enters the time table; null for uniform sampling.
+  bool writeStartSAMPChunk(VekFile& f, __int64 numObjects, const float* time);
+  /// Writes the next object of the sample: a group tagged SOBJ.
+  bool writeSOBJChunk(VekFile& f, const VekGroupChunk* sobj);
+  /// Begin and end the next object, whose data chunks the caller writes to the file in between.
+  bool writeStartSOBJChunk(VekFile& f);
+  bool writeEndSOBJChunk(VekFile& f);
+  /// Ends the sample and completes its jump table.
+  bool writeEndSAMPChunk(VekFile& f);
+  /// Ends the stream and completes its tables.
+  bool writeEnd(VekFile& f);
+
+  std::vector<float> timeTable;      ///< time of every sample, empty for uniform sampling
+  std::vector<__int64> jumpTable;    ///< offset of every sample
+  std::vector<__int64> objectTable;  ///< offset of every object of the current sample
+  __int64 timsOffset = -1;           ///< offset of TIMS, -1 when there is none
+  __int64 jsamOffset = -1;           ///< offset of JSAM
+  __int64 jobjOffset = -1;           ///< offset of the current sample's JOBJ
+  __int64 sampleIndex = 0;           ///< the next sample to be written
+  __int64 objectIndex = 0;           ///< the next object of the current sample
+
+ private:
+  template <typename T>
+  bool extendTable(VekFile& f, const VekHeader& h, __int64 offset, __int64 numNewSamples,
+                   std::vector<T>& table);
+};
+
+}  // namespace Vek
+
+#endif

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Tools: functions that look into a VEK file from a host's own command line or script. They print
+// their result to the standard output stream and one error line to the standard error stream.
+
+#ifndef VEK_UTILS_H
+#define VEK_UTILS_H
+
+#include "VekChunks.h"
+
+/// Prints every chunk of a file, in file order, as an indented text tree. Returns 0, or -1 on
+/// failure; what was printed before a failure stays.
+VEK_API int vek2txt(const char* filename);
+
+/// Writes a small fixed file that exercises the whole writing path. Returns 0, or -1 on the first
+/// failure; the partly written file stays.
+VEK_API int vektest(const char* filename);
+
+namespace Vek {
+using ::vek2txt;
+using ::vektest;
+}  // namespace Vek
+
+#endif
