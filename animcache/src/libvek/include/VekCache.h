@@ -126,15 +126,19 @@ class VEK_API VekCache {
 
  private:
   struct Section;
-  bool loadFile(const char* filename, bool keep);
+  bool loadFile(const std::string& path, bool keep);
+  bool openFile(const std::string& path);
   bool readHead();
   bool readSections();
+  bool findSection(Section& section);
   bool readSection(Section& section);
   bool checkSection(const Section& section);
   bool checkSamples();
+  int getNumTimes() const;
+  int lowerBound(float t) const;
   bool readObjectJumps(int sample);
   bool hasObject(int obj) const;
-  bool isFound(int obj, unsigned int tag);
+  bool definitionHas(int obj, unsigned int tag);
   bool firstSampleHas(int obj, unsigned int tag);
 };
 

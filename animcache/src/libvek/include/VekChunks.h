@@ -10,6 +10,7 @@
 #ifndef VEK_CHUNKS_H
 #define VEK_CHUNKS_H
 
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <limits>
@@ -268,6 +269,9 @@ class VEK_API VekFile {
   bool writeVector(unsigned int tag, const std::vector<T>& v, __int64 offset,
                    unsigned char compound, unsigned char dimension);
   bool readToScratch(const VekHeader& h);
+  std::size_t runLength(std::size_t begin, std::size_t end) const;
+  bool openGroup(__int64 length);
+  bool pushGroup(__int64 offset);
   void closeFinishedGroups();
 
   std::shared_ptr<Stream> m_stream;
@@ -366,6 +370,9 @@ class VEK_API VekGroupChunk : public VekChunk {
   void removeChildren(unsigned __int64 first, unsigned __int64 last);
 
  private:
+  void dropChildren();
+  bool readNextChild(VekFile& f);
+
   std::vector<std::unique_ptr<VekChunk>> m_children;
 };
 
@@ -482,8 +489,15 @@ class VEK_API VekAttrListChunk : public VekGroupChunk {
   /// Erases the names and types in [first, last); what lies past the end is ignored.
   virtual void remove(unsigned __int64 first, unsigned __int64 last);
 
+  /// Adds an entry to both lists, which stay in step.
+  void append(const std::string& name, const std::string& type);
+  /// The type of attribute i; empty when the list of a damaged file is too short.
+  const std::string& typeAt(std::size_t i) const;
+  void setTypeAt(std::size_t i, const std::string& type);
+
   std::vector<std::string> names;
-  std::vector<std::string> types;  ///< free text, chosen by the writer
+  /// Free text, chosen by the writer. Mutable, since writing brings it to the length of the names.
+  mutable std::vector<std::string> types;
 };
 
 /// The static attributes of an object.
@@ -563,6 +577,8 @@ class VEK_API VekDATRChunk : public VekGroupChunk {
 
  private:
   void checkIndex(int i) const;
+  std::size_t staticIndex(int i) const;
+  void mergeStaticAttribute(const VekDATRChunk& from, int i);
 };
 
 /// The definition of one object: its name and attributes.
@@ -628,6 +644,7 @@ class VEK_API VekMETAChunk : public VekGroupChunk {
   std::ostream& printChildren(std::ostream& os, int indent) const override;
 
  public:
+  /// Destroys every object definition.
   void removeAllDOBJs();
   /// Appends an object definition, owned by this chunk; its index is the previous count. A null
   /// name counts as empty.
@@ -643,6 +660,11 @@ class VEK_API VekMETAChunk : public VekGroupChunk {
   std::string application;
   std::string sourceFile;
   __int64 dateStamp = 0;  ///< seconds since 1970, 0 for none
+
+ private:
+  void* numberFor(const VekHeader& h);
+  std::string* textFor(const VekHeader& h);
+  bool readDOBJ(const VekHeader& h, VekFile& f);
 };
 
 /// Writer of a file's sample stream: jump and time tables in front, then sample after sample,
@@ -691,8 +713,13 @@ class VEK_API VekSAMSChunk : public VekGroupChunk {
 
  private:
   template <typename T>
-  bool extendTable(VekFile& f, const VekHeader& h, __int64 offset, __int64 numNewSamples,
-                   std::vector<T>& table);
+  bool writeTable(VekFile& f, unsigned int tag, std::vector<T>& table, __int64& offset,
+                  __int64 numSamples, __int64 reserve);
+  template <typename T>
+  bool extendTable(VekFile& f, const VekHeader& h, std::vector<T>& table, __int64& offset,
+                   __int64 numNewSamples);
+  bool openSection(VekFile& f);
+  bool noteObject(VekFile& f);
 };
 
 }  // namespace Vek

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The base of all chunk objects, the factory that makes them for headers read from a file, and
+// their deep copy.
+
+#include "VekChunks.h"
+
+#include <new>
+#include <ostream>
+
+#include "VekGuarded.h"
+#include "VekIndent.h"
+
+namespace Vek {
+
+int verbosity = -1;
+
+VekChunk::VekChunk() = default;
+
+VekChunk::VekChunk(const VekHeader& h) : header(h) {}
+
+VekChunk::VekChunk(const VekChunk& other) = default;
+
+VekChunk& VekChunk::operator=(const VekChunk& other) = default;
+
+VekChunk::~VekChunk() = default;
+
+void VekChunk::reset() {}
+
+__int64 VekChunk::getLength() {
+  return header.length;
+}
+
+bool VekChunk::read(const VekHeader& h, VekFile& f) {
+  return h.tag == header.tag && h.type == header.type && f.skipData(h);
+}
+
+bool VekChunk::write(VekFile& f) const {
+  return f.writeChunk(header, nullptr);
+}
+
+std::ostream& VekChunk::print(std::ostream& os, int indent) const {
+  printIndent(os, indent);
+  return header.print(os) << " : ";
+}
+
+void VekChunk::free() {
+  header.tag = Tag::FREE;
+}
+
+VekChunk* VekChunk::create(unsigned int tag, unsigned char type) {
+  switch (type) {
+    case ValueType::Undef:
+      return new (std::nothrow) VekLeafChunk<char>(tag);
+    case ValueType::Group:
+      return new (std::nothrow) VekGroupChunk(tag);
+    case ValueType::String:
+      return new (std::nothrow) VekLeafChunk<std::string>(tag);
+    case ValueType::Int32:
+      return new (std::nothrow) VekLeafChunk<int>(tag);
+    case ValueType::Float:
+      return new (std::nothrow) VekLeafChunk<float>(tag);
+    case ValueType::Int64:
+      return new (std::nothrow) VekLeafChunk<__int64>(tag);
+    case ValueType::Double:
+      return new (std::nothrow) VekLeafChunk<double>(tag);
+    default:
+      return new (std::nothrow) VekChunk(VekHeader(tag, type, 0));
+  }
+}
+
+namespace {
+
+VekChunk* copyGroup(const VekGroupChunk* group) {
+  if (group == nullptr) return nullptr;
+  auto result = std::make_unique<VekGroupChunk>(group->getTag());
+  for (unsigned __int64 i = 0; i < group->numChildren(); ++i) {
+    std::unique_ptr<VekChunk> child(VekChunk::copy(group->getChild(i)));
+    if (child) result->addChild(child.release());
+  }
+  return result.release();
+}
+
+template <typename T>
+VekChunk* copyLeaf(const VekLeafChunk<T>* leaf) {
+  if (leaf == nullptr) return nullptr;
+  return new VekLeafChunk<T>(leaf->getTag(), leaf->getCompound(), leaf->getDimension(), leaf->data);
+}
+
+}  // namespace
+
+VekChunk* VekChunk::copy(const VekChunk* c) {
+  if (c == nullptr || c->getTag() == Tag::FREE) return nullptr;
+  return guarded<VekChunk*>(nullptr, [c]() -> VekChunk* {
+    switch (c->getType()) {
+      case ValueType::Group:
+        return copyGroup(dynamic_cast<const VekGroupChunk*>(c));
+      case ValueType::String:
+        return copyLeaf(asLeaf<std::string>(c));
+      case ValueType::Int32:
+        return copyLeaf(asLeaf<int>(c));
+      case ValueType::Float:
+        return copyLeaf(asLeaf<float>(c));
+      case ValueType::Int64:
+        return copyLeaf(asLeaf<__int64>(c));
+      case ValueType::Double:
+        return copyLeaf(asLeaf<double>(c));
+      default:
+        return nullptr;
+    }
+  });
+}
+
+}  // namespace Vek

@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The generic group: an owned list of child chunks, and the hooks through which subclasses keep
+// some of them in members of their own.
+
+#include <algorithm>
+#include <iostream>
+
+#include "VekChunks.h"
+#include "VekGuarded.h"
+
+namespace Vek {
+
+VekGroupChunk::VekGroupChunk() : VekGroupChunk(Tag::FREE) {}
+
+VekGroupChunk::VekGroupChunk(unsigned int tag) : VekChunk(VekHeader(tag, ValueType::Group, 0)) {}
+
+VekGroupChunk::~VekGroupChunk() = default;
+
+void VekGroupChunk::reset() {
+  removeAllChildren();
+}
+
+__int64 VekGroupChunk::getLength() {
+  __int64 length = 0;
+  for (const auto& child : m_children) {
+    if (child) length += static_cast<__int64>(sizeof(VekHeader)) + child->getLength();
+  }
+  return length;
+}
+
+// --- Reading, writing and printing ---------------------------------------------------------------
+
+bool VekGroupChunk::read(const VekHeader& h, VekFile& f) {
+  if (h.tag != header.tag || h.type != header.type || h.length < 0) return false;
+  header = h;
+  dropChildren();
+  if (h.length == 0) return true;
+  // The file closes the group when its last payload ends; the level then falls below this one.
+  const unsigned __int64 level = f.getLevel();
+  do {
+    if (!guarded(false, [&] { return readNextChild(f); })) return false;
+  } while (f.getLevel() == level);
+  return true;
+}
+
+void VekGroupChunk::dropChildren() {
+  for (auto& child : m_children) static_cast<void>(child.release());
+  m_children.clear();
+}
+
+bool VekGroupChunk::readNextChild(VekFile& f) {
+  VekHeader h;
+  if (!f.readHeader(h)) return false;
+  bool handled = false;
+  const bool claimed = readChild(h, f, handled);
+  if (handled) return claimed;
+  std::unique_ptr<VekChunk> child(create(h.tag, h.type));
+  if (!child || !child->read(h, f)) return false;
+  m_children.push_back(std::move(child));
+  return true;
+}
+
+bool VekGroupChunk::write(VekFile& f) const {
+  if (!f.startGroup(header)) return false;
+  const bool written =
+      writeChildren(f) && std::all_of(m_children.begin(), m_children.end(),
+                                      [&](const auto& child) { return !child || child->write(f); });
+  const bool ended = f.endGroup();
+  return written && ended;
+}
+
+std::ostream& VekGroupChunk::print(std::ostream& os, int indent) const {
+  VekChunk::print(os, indent) << "\n";
+  printChildren(os, indent + 1);
+  for (const auto& child : m_children) {
+    if (child) child->print(os, indent + 1) << "\n";
+  }
+  return os;
+}
+
+bool VekGroupChunk::readChild(const VekHeader& h, VekFile& f, bool& handled) {
+  if (verbosity >= 5) {
+    std::cerr << "VekGroupChunk::readChild " << (f.isOpen() ? 1 : 0) << " ";
+    h.print(std::cerr) << std::endl;
+  }
+  handled = false;
+  return false;
+}
+
+bool VekGroupChunk::writeChildren(VekFile& f) const {
+  if (verbosity >= 5)
+    std::cerr << "VekGroupChunk::writeChildren " << (f.isOpen() ? 1 : 0) << std::endl;
+  return true;
+}
+
+std::ostream& VekGroupChunk::printChildren(std::ostream& os, int indent) const {
+  if (verbosity >= 5) std::cerr << "VekGroupChunk::printChildren " << indent << std::endl;
+  return os;
+}
+
+// --- The list of children ------------------------------------------------------------------------
+
+void VekGroupChunk::removeAllChildren() {
+  m_children.clear();
+}
+
+void VekGroupChunk::addChild(VekChunk* c) {
+  m_children.emplace_back(c);
+}
+
+unsigned __int64 VekGroupChunk::numChildren() const {
+  return m_children.size();
+}
+
+VekChunk* VekGroupChunk::getChild(unsigned __int64 i) {
+  return i < m_children.size() ? m_children[i].get() : nullptr;
+}
+
+const VekChunk* VekGroupChunk::getChild(unsigned __int64 i) const {
+  return i < m_children.size() ? m_children[i].get() : nullptr;
+}
+
+unsigned __int64 VekGroupChunk::findChild(unsigned int tag, unsigned __int64 start) const {
+  for (unsigned __int64 i = start; i < m_children.size(); ++i) {
+    if (m_children[i] && m_children[i]->getTag() == tag) return i;
+  }
+  return m_children.size();
+}
+
+void VekGroupChunk::removeChild(unsigned __int64 i) {
+  if (i < m_children.size()) m_children.erase(m_children.begin() + static_cast<std::ptrdiff_t>(i));
+}
+
+void VekGroupChunk::removeChildren(unsigned __int64 first, unsigned __int64 last) {
+  // The range's length alone decides; callers rely on it, so where it begins is not looked at.
+  if (last - first == m_children.size()) {
+    removeAllChildren();
+    return;
+  }
+  last = std::min<unsigned __int64>(last, m_children.size());
+  if (first < last)
+    m_children.erase(m_children.begin() + static_cast<std::ptrdiff_t>(first),
+                     m_children.begin() + static_cast<std::ptrdiff_t>(last));
+}
+
+}  // namespace Vek

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The operating system's side of files and calendar time.
+
+#include "VekPlatform.h"
+
+#include <ctime>
+
+#if defined(_WIN32)
+#include <io.h>
+#else
+#include <sys/types.h>
+#include <unistd.h>
+#endif
+
+namespace Vek::Platform {
+
+namespace {
+
+bool toLocalTime(__int64 seconds, std::tm& calendar) {
+#if defined(_WIN32)
+  return _localtime64_s(&calendar, &seconds) == 0;
+#else
+  const auto time = static_cast<std::time_t>(seconds);
+  return localtime_r(&time, &calendar) != nullptr;
+#endif
+}
+
+/// The text of asctime, without its static buffer.
+std::string toText(const std::tm& calendar) {
+  char text[32] = "";
+#if defined(_WIN32)
+  asctime_s(text, sizeof(text), &calendar);
+#else
+  asctime_r(&calendar, text);
+#endif
+  return text;
+}
+
+}  // namespace
+
+std::FILE* open(const char* path, const char* mode) {
+#if defined(_WIN32)
+  std::string binary = mode;
+  if (binary.find('b') == std::string::npos) binary += 'b';
+  return std::fopen(path, binary.c_str());
+#else
+  return std::fopen(path, mode);
+#endif
+}
+
+bool seek(std::FILE* stream, __int64 offset, int whence) {
+#if defined(_WIN32)
+  return _fseeki64(stream, offset, whence) == 0;
+#else
+  static_assert(sizeof(off_t) == 8, "files over 4 GiB need 64-bit offsets");
+  return fseeko(stream, static_cast<off_t>(offset), whence) == 0;
+#endif
+}
+
+__int64 tell(std::FILE* stream) {
+#if defined(_WIN32)
+  return _ftelli64(stream);
+#else
+  return static_cast<__int64>(ftello(stream));
+#endif
+}
+
+bool access(const char* path, Access mode) {
+#if defined(_WIN32)
+  return _access(path, static_cast<int>(mode)) == 0;
+#else
+  return ::access(path, static_cast<int>(mode)) == 0;
+#endif
+}
+
+std::string localTimeText(__int64 secondsSince1970) {
+  std::tm calendar = {};
+  // asctime is defined for four-digit years only.
+  const bool known = toLocalTime(secondsSince1970, calendar) && calendar.tm_year >= 1000 - 1900 &&
+                     calendar.tm_year <= 9999 - 1900;
+  return known ? toText(calendar) : std::to_string(secondsSince1970) + "\n";
+}
+
+}  // namespace Vek::Platform
