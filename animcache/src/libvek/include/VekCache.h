@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Caches: a VEK file opened as a set of objects and samples. VekCache reads a file's head and its
-// tables, finds samples by time and objects by name, and fetches any object of any sample.
+// tables, finds samples by time and objects by name, and fetches any object of any sample;
+// VekRoMemCache keeps what was fetched in memory; VekRwMemCache can be edited and saved.
 //
 // Nothing here throws but the attribute index check of VekDATRChunk. One cache serves one thread
 // at a time, in getters too: they move the file position. Separate caches are independent.
@@ -9,6 +10,8 @@
 #ifndef VEK_CACHE_H
 #define VEK_CACHE_H
 
+#include <list>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -113,6 +116,15 @@ class VEK_API VekCache {
   /// `position` the search begins at that child, and the child found is stored there.
   bool seekChannelSample(VekHeader& header, int sample, int obj, unsigned int tag, int* position);
 
+  /// The number of samples that uniform sampling has over a span of time.
+  static float countSamples(float firstTime, float lastTime, float rate);
+  /// The number of samples that have an entry in the time table.
+  int getNumTimes() const;
+  /// Whether the index lies in the table of objects.
+  bool hasObject(int obj) const;
+  /// Opens the file when it is closed and makes objectJumps the table of that sample.
+  bool selectSample(int sample);
+
   std::string fileName;  ///< path of the last load, kept for opening it again
   bool keepOpen = true;  ///< whether the file stays open between fetches
   int openMode = 0;      ///< 0 opens with mode "r", 1 with mode "r+"
@@ -134,12 +146,189 @@ class VEK_API VekCache {
   bool readSection(Section& section);
   bool checkSection(const Section& section);
   bool checkSamples();
-  int getNumTimes() const;
-  int lowerBound(float t) const;
+  bool reopen();
   bool readObjectJumps(int sample);
-  bool hasObject(int obj) const;
+  int lowerBound(float t) const;
   bool definitionHas(int obj, unsigned int tag);
   bool firstSampleHas(int obj, unsigned int tag);
+};
+
+/// A cache that keeps the object samples that were fetched, each read from the file once while it
+/// is held.
+///
+/// With a limit on the number of samples held, the least recently used sample gives way, with all
+/// of its objects. What a getter returns is owned by the cache and stays valid until its sample is
+/// deleted: by eviction, setMaxSamples(), reset(), load() or the destructor; data from an object's
+/// definition until reset(). Getters answer with null or 0 for what is not there or cannot be read.
+class VEK_API VekRoMemCache : public VekCache {
+ public:
+  /// An empty cache without limit.
+  VekRoMemCache();
+  /// Load a file; `ok`, when given, receives whether that succeeded. A `maxSamples` of 0 or less
+  /// is no limit.
+  explicit VekRoMemCache(const char* filename, bool keepOpen = true, bool* ok = nullptr);
+  VekRoMemCache(const char* filename, bool keepOpen, int maxSamples, bool* ok = nullptr);
+  ~VekRoMemCache() override;
+
+  /// Also forgets the limit.
+  void reset() override;
+  /// As the base class's; the limit stays.
+  bool load(const char* filename, bool keepOpen = true) override;
+  /// The same with a new limit.
+  virtual bool load(const char* filename, bool keepOpen, int maxSamples);
+
+  /// The first child with that tag, at or after child `*position` when given, of an object's data
+  /// in a sample. `*position` receives its index, or the number of children when there is none.
+  virtual const VekChunk* getSample(int sample, int obj, unsigned int tag, int* position);
+  /// An object's data in a sample, a group tagged SOBJ.
+  virtual const VekGroupChunk* getSample(int sample, int obj);
+  /// The first chunk with that tag in the object's definition, else in its data in the sample.
+  /// `*animated`, when given, receives whether it came from the sample.
+  virtual const VekChunk* getObjectData(int sample, int obj, unsigned int tag, bool* animated);
+  /// The number of points of an object, from the size of its positions.
+  virtual int getNumVertices(int sample, int obj);
+  /// The values of an attribute: in the sample for an animated one, else in the definition. Null,
+  /// and a line on the standard error stream, for an index out of range or missing sample data.
+  virtual VekChunk* getAttrData(int sample, int obj, int attr);
+
+  /// The values of the leaf that getSample() finds at exactly that time; null when no sample lies
+  /// there or the leaf is of another type. T is one of char, int, __int64, float, double,
+  /// std::string.
+  template <typename T>
+  const std::vector<T>* getSampleDataAtTime(float time, int obj, unsigned int tag, int* position);
+
+  /// Sets the limit; 0 or less is none. Deletes the least recently used samples beyond a limit that
+  /// is lower than before; since no limit counts as the lowest, lifting one deletes all samples
+  /// that it held. Ignored by a read-write cache, which never evicts.
+  void setMaxSamples(int n);
+  int getMaxSamples() const;
+
+ protected:
+  using ObjectSamples = std::vector<std::unique_ptr<VekGroupChunk>>;
+
+  /// Loads what is missing of all samples. True even when some could not be read.
+  bool loadAllSamples();
+  /// Loads what is missing of the samples up to and with `last`; false at the first that fails.
+  bool loadSamplesNotGreaterThan(int last);
+  void deleteAllSamples();
+  void deleteSample(int sample);
+  /// The table's place for an object's data in a sample, made when missing.
+  std::unique_ptr<VekGroupChunk>& sampleSlot(int sample, int obj);
+
+  std::vector<std::unique_ptr<ObjectSamples>> sampleTable;  ///< by sample, by object
+  int maxSamples = 0;                                       ///< 0 for no limit
+  std::list<int> recentSamples;                             ///< most recently used first
+
+ private:
+  void noteUse(int sample);
+  bool loadSample(int sample, bool stopAtFailure);
+  const VekChunk* findData(int sample, int obj, unsigned int tag, bool& animated);
+  VekChunk* getAnimatedAttrData(int sample, int obj, int index);
+};
+
+/// A cache that can be edited and saved: build one in memory, or load a file, change it and save.
+///
+/// A save appends to the file in place when nothing but samples after the last one was added;
+/// otherwise it writes the whole file anew, for which all samples are loaded first. Edits are lost
+/// when the cache is destroyed, reset or loaded again without a save.
+class VEK_API VekRwMemCache : public VekRoMemCache {
+ public:
+  VekRwMemCache();
+  explicit VekRwMemCache(const char* filename, bool keepOpen = true, bool* ok = nullptr);
+  ~VekRwMemCache() override;
+
+  /// The data of an object in the sample at `time` (frames), a group tagged SOBJ to add chunks to,
+  /// owned by the cache. Object definitions and the sample are made when missing. Data that is
+  /// there already comes back as it is, from the file when need be; empty it with reset() to start
+  /// over. A new time between or before samples, or one that breaks the spacing, makes the sampling
+  /// non-uniform. Null, and nothing changed, for a time that is not finite, a negative index, data
+  /// in the file that cannot be read, or when memory is short.
+  VekGroupChunk* allocSample(float time, int obj);
+  /// allocSample() for every object of the cache, in their order. A sample after the last one can
+  /// be appended in place then, which a second allocSample() for the same time rules out.
+  bool allocFrame(float time, std::vector<VekGroupChunk*>& sobjs);
+
+  /// Adds the new samples to the file in place. False when the file, its head or the edits do not
+  /// allow it, or on a failure; the cache is then as it was. Use save().
+  bool append();
+  /// Saves under the cache's name; true without doing anything when there are no edits. `written`
+  /// and `removed`, when given, receive whether the file was written or deleted.
+  bool save(bool* written = nullptr, bool* removed = nullptr);
+  /// Saves under a name, which becomes the cache's. A cache without objects deletes the file. After
+  /// a failure the file may be incomplete, while the cache is whole and still dirty: save it
+  /// elsewhere.
+  bool saveAs(const char* filename, bool* written = nullptr, bool* removed = nullptr);
+
+  /// Removes the samples after the first one at or after `time`; all when it lies before them.
+  void truncate(float time);
+  /// Removes all samples and objects and all metadata.
+  void deleteCache();
+  /// Moves all samples in time, so that the first lies at `time`. In a non-uniform cache only the
+  /// time table moves, not the first and last time: readers rely on that, but the file then saved
+  /// is refused by load().
+  void shiftFirstTimeTo(float time);
+
+  /// Names an object; definitions are added until it exists. A null name is an empty one.
+  void setName(int obj, const char* name);
+  /// Change an attribute. False for an object that is not there or has no attributes; throws the
+  /// bool value false for an attribute index out of range, as VekDATRChunk does.
+  bool setAttrName(int obj, int attr, const std::string& name);
+  bool setAttrType(int obj, int attr, const std::string& type);
+  /// Set a field of the head. They do not make the cache dirty.
+  void setApplication(const std::string& application);
+  void setSourceFile(const std::string& sourceFile);
+  void setSpace(int space);
+
+  /// How many samples the tables of a section have room for beyond its own: at least 100; 0 stands
+  /// for twice the number of samples.
+  void setReservedSamples(int n);
+  /// Whether there are edits since the last save.
+  bool isDirty() const;
+
+ protected:
+  void convertToNonUniformSampling();
+  /// False, and nothing changed, when the times are not evenly spaced.
+  bool convertToUniformSampling();
+
+  bool dirty = false;       ///< whether the cache differs from the file
+  bool appendable = false;  ///< whether append() can save all edits
+  int reservedSamples = 0;
+
+ private:
+  struct FileScan;
+
+  void markEdited();
+  void markSaved();
+  VekGroupChunk* addFirstSample(float time, int obj);
+  VekGroupChunk* addLastSample(float time, int obj);
+  VekGroupChunk* allocInSample(int sample, int obj);
+  VekGroupChunk* insertSample(int sample, float time, int obj);
+  std::unique_ptr<ObjectSamples> newSample(int obj);
+  VekGroupChunk* putSample(int sample, float time, std::unique_ptr<ObjectSamples> objects);
+  void defineObjects(int obj);
+  bool addObjects(int obj);
+  int getNumStored() const;
+  bool isStored(int sample, int obj);
+
+  bool removeFile(const std::string& path, bool& removed);
+  bool rewrite(const std::string& path);
+  bool loadAllStored();
+  bool writeFile(const std::string& path, std::vector<__int64>& jumps);
+  bool writeHead();
+  bool writeSamples(VekSAMSChunk& stream, std::vector<__int64>& jumps, int first);
+  bool writeSample(VekSAMSChunk& stream, int sample);
+  __int64 getReserve() const;
+
+  bool writeEmptyFile();
+  bool appendToFile();
+  bool scanFile(FileScan& scan);
+  bool scanChunk(const VekHeader& h, FileScan& scan);
+  bool scanTable(const VekHeader& h, FileScan& scan);
+  bool fitsFile(const FileScan& scan);
+  bool replaceHead(const FileScan& scan);
+  bool startSection(VekSAMSChunk& stream, const FileScan& scan, __int64 numNewSamples);
+
+  bool storedEdited = false;  ///< whether an edit concerns what the file already holds
 };
 
 }  // namespace Vek

@@ -16,6 +16,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 /// Marks what the shared library exports. Define VEK_STATIC when linking the static library.
@@ -33,12 +34,16 @@
 
 // The compatibility name of std::int64_t. A macro, so that "unsigned __int64" works as well.
 #if !defined(_MSC_VER) && !defined(__int64)
-#define __int64 __INT64_TYPE__
+#if defined(__LP64__) && !defined(__APPLE__)
+#define __int64 long
+#else
+#define __int64 long long
+#endif
 #endif
 
 namespace Vek {
 
-static_assert(sizeof(__int64) == 8, "__int64 has 64 bits");
+static_assert(std::is_same<__int64, std::int64_t>::value, "__int64 is std::int64_t");
 
 /// Diagnostic level of the process, -1 at the start. Nothing in the library changes it; a caller
 /// may. Trace lines go to the standard error stream: 1 the sample stream, 3 names, 5 chunk hooks.
@@ -195,6 +200,9 @@ class VEK_API VekFile {
   /// Closes what is open, then opens `path` with the C library's `mode` ("r", "r+", "w"), always
   /// as a binary file. False when the file cannot be opened or an argument is null.
   bool open(const char* path, const char* mode);
+  /// Closes what is open, then opens no file: whatever is written is only counted, and tell() gives
+  /// the size that it would have. False when memory is short.
+  bool openCounting();
   /// Closes the stream and empties the group stack. True when there was nothing to close; false
   /// when the C library reports that data could not be written.
   bool close();

@@ -8,6 +8,10 @@
 
 #include "VekChunks.h"
 
+/// Prints a summary of a file: its head, and every object with its attributes. Returns 0, or -1
+/// when the file cannot be loaded.
+VEK_API int vekinfo(const char* filename);
+
 /// Prints every chunk of a file, in file order, as an indented text tree. Returns 0, or -1 on
 /// failure; what was printed before a failure stays.
 VEK_API int vek2txt(const char* filename);
@@ -18,6 +22,7 @@ VEK_API int vektest(const char* filename);
 
 namespace Vek {
 using ::vek2txt;
+using ::vekinfo;
 using ::vektest;
 }  // namespace Vek
 

@@ -172,16 +172,19 @@ bool VekCache::checkSamples() {
   if (static_cast<__int64>(jumpTable.size()) != metadata.numSamples)
     return loadError("number of samples is wrong");
   if (timeTable.empty()) {
-    // The product in single precision, its rounding in double, the comparison in single again.
-    const float span = (metadata.lastTime - metadata.firstTime) * metadata.rate;
-    const double rounded = std::trunc(static_cast<double>(span) + (span > 0 ? 0.5 : -0.5));
-    if (static_cast<float>(jumpTable.size()) != static_cast<float>(rounded + 1))
-      return loadError("number of samples is wrong");
-    return true;
+    const float count = countSamples(metadata.firstTime, metadata.lastTime, metadata.rate);
+    return count == static_cast<float>(jumpTable.size()) || loadError("number of samples is wrong");
   }
   if (timeTable.front() != metadata.firstTime) return loadError("first time is wrong");
   if (timeTable.back() != metadata.lastTime) return loadError("last time is wrong");
   return true;
+}
+
+// The product is taken in single precision, its rounding in double, the result in single again.
+float VekCache::countSamples(float firstTime, float lastTime, float rate) {
+  const float steps = (lastTime - firstTime) * rate;
+  const double rounded = std::trunc(static_cast<double>(steps) + (steps > 0 ? 0.5 : -0.5));
+  return static_cast<float>(rounded + 1);
 }
 
 // --- The head ------------------------------------------------------------------------------------

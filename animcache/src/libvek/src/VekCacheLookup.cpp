@@ -23,7 +23,6 @@ int toIndex(float position, __int64 count) {
 
 }  // namespace
 
-// The number of samples that have an entry in the time table.
 int VekCache::getNumTimes() const {
   const auto size = static_cast<__int64>(timeTable.size());
   return static_cast<int>(std::clamp<__int64>(metadata.numSamples, 0, size));

@@ -24,9 +24,7 @@ VekChunk* VekCache::findChunk(VekChunk* root, unsigned int tag) {
 // --- Seeking -------------------------------------------------------------------------------------
 
 bool VekCache::seekObjectSample(VekHeader& header, int sample, int obj) {
-  if (!file.isOpen() && !file.open(fileName.c_str(), openMode == 0 ? "r" : "r+")) return false;
-  if (sample < 0 || sample >= metadata.numSamples) return false;
-  if (sample != cachedSampleIndex && !readObjectJumps(sample)) return false;
+  if (!selectSample(sample)) return false;
   if (obj < 0 || static_cast<std::size_t>(obj) >= objectJumps.size()) return false;
   VekHeader h;
   if (!file.seek(objectJumps[static_cast<std::size_t>(obj)], SEEK_SET, true)) return false;
@@ -35,7 +33,18 @@ bool VekCache::seekObjectSample(VekHeader& header, int sample, int obj) {
   return true;
 }
 
-// Reads the table of the objects' offsets in a sample.
+bool VekCache::selectSample(int sample) {
+  if (!file.isOpen() && !reopen()) return false;
+  if (sample < 0 || sample >= metadata.numSamples) return false;
+  return sample == cachedSampleIndex || readObjectJumps(sample);
+}
+
+// A cache that may write still reads a file that it may not write.
+bool VekCache::reopen() {
+  const char* const path = fileName.c_str();
+  return (openMode != 0 && file.open(path, "r+")) || file.open(path, "r");
+}
+
 bool VekCache::readObjectJumps(int sample) {
   cachedSampleIndex = -1;
   const auto index = static_cast<std::size_t>(sample);

@@ -45,6 +45,15 @@ bool VekFile::open(const char* path, const char* mode) {
   });
 }
 
+bool VekFile::openCounting() {
+  close();
+  return guarded(false, [&] {
+    m_stream = std::make_shared<Stream>();
+    m_stream->openCounting();
+    return true;
+  });
+}
+
 bool VekFile::close() {
   const bool closed = !isOpen() || m_stream->close();
   m_stream.reset();

@@ -21,25 +21,38 @@ bool VekFile::Stream::open(const char* path, const char* mode) {
   return isOpen();
 }
 
+void VekFile::Stream::openCounting() {
+  m_counting = true;
+}
+
 bool VekFile::Stream::close() {
-  if (!isOpen()) return true;
+  m_counting = false;
+  if (m_file == nullptr) return true;
   std::FILE* const file = m_file;
   m_file = nullptr;
   return std::fclose(file) == 0;
 }
 
 bool VekFile::Stream::seek(__int64 offset, int whence) {
+  if (m_counting) return seekCounting(offset, whence);
   m_direction = Direction::none;
   return Platform::seek(m_file, offset, whence);
 }
 
+bool VekFile::Stream::seekCounting(__int64 offset, int whence) {
+  if (whence == SEEK_END) return false;
+  m_counted = whence == SEEK_CUR ? m_counted + offset : offset;
+  return true;
+}
+
 __int64 VekFile::Stream::tell() {
-  return Platform::tell(m_file);
+  return m_counting ? m_counted : Platform::tell(m_file);
 }
 
 void VekFile::Stream::rewind() {
   m_direction = Direction::none;
-  std::rewind(m_file);
+  m_counted = 0;
+  if (!m_counting) std::rewind(m_file);
 }
 
 // A C stream must be positioned anew between a read and a write.
@@ -51,12 +64,14 @@ bool VekFile::Stream::turn(Direction direction) {
 }
 
 bool VekFile::Stream::read(void* buffer, __int64 length) {
-  if (static_cast<unsigned __int64>(length) > SIZE_MAX || !turn(Direction::reading)) return false;
+  if (m_counting || static_cast<unsigned __int64>(length) > SIZE_MAX || !turn(Direction::reading))
+    return false;
   const auto size = static_cast<std::size_t>(length);
   return std::fread(buffer, 1, size, m_file) == size;
 }
 
 bool VekFile::Stream::write(const void* data, __int64 length) {
+  if (m_counting) return seekCounting(length, SEEK_CUR);
   if (static_cast<unsigned __int64>(length) > SIZE_MAX || !turn(Direction::writing)) return false;
   const auto size = static_cast<std::size_t>(length);
   return std::fwrite(data, 1, size, m_file) == size;
@@ -65,7 +80,7 @@ bool VekFile::Stream::write(const void* data, __int64 length) {
 bool VekFile::Stream::holds(__int64 length) {
   if (length <= 0) return length == 0;
   const __int64 position = tell();
-  if (position < 0) return false;
+  if (m_counting || position < 0) return false;
   if (length > m_size - position) m_size = measure(position);
   return length <= m_size - position;
 }

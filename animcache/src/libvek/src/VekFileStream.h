@@ -19,8 +19,10 @@ class VekFile::Stream {
   ~Stream();
 
   bool open(const char* path, const char* mode);
+  /// Opens no file: what is written is counted and forgotten.
+  void openCounting();
   bool close();
-  bool isOpen() const { return m_file != nullptr; }
+  bool isOpen() const { return m_file != nullptr || m_counting; }
 
   bool seek(__int64 offset, int whence);
   __int64 tell();
@@ -35,9 +37,12 @@ class VekFile::Stream {
   enum class Direction { none, reading, writing };
 
   bool turn(Direction direction);
+  bool seekCounting(__int64 offset, int whence);
   __int64 measure(__int64 position);
 
   std::FILE* m_file = nullptr;
+  bool m_counting = false;
+  __int64 m_counted = 0;  ///< the position while counting
   Direction m_direction = Direction::none;
   __int64 m_size = 0;  ///< as last measured; the file may have grown since
 };

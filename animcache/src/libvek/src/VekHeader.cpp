@@ -61,7 +61,7 @@ std::ostream& VekHeader::print(std::ostream& os) const {
   char characters[sizeof(tag)];
   std::memcpy(characters, &tag, sizeof(tag));
   os.write(characters, sizeof(characters));
-  os << " " << nameAt(vekTypeNames, type) << " (" << length << ")";
+  os << " " << nameAt(vekTypeNames, type) << " (" << std::to_string(length) << ")";
   if (compound != 0) os << " " << nameAt(vekCompoundNames, compound);
   if (dimension != 0) os << " " << nameAt(vekDimensionNames, dimension);
   return os;

@@ -74,6 +74,22 @@ bool access(const char* path, Access mode) {
 #endif
 }
 
+bool remove(const char* path) {
+#if defined(_WIN32)
+  return _unlink(path) == 0;
+#else
+  return ::unlink(path) == 0;
+#endif
+}
+
+__int64 now() {
+#if defined(_WIN32)
+  return _time64(nullptr);
+#else
+  return static_cast<__int64>(std::time(nullptr));
+#endif
+}
+
 std::string localTimeText(__int64 secondsSince1970) {
   std::tm calendar = {};
   // asctime is defined for four-digit years only.

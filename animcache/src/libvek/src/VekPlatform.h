@@ -27,6 +27,9 @@ bool seek(std::FILE* stream, __int64 offset, int whence);
 /// The current position, -1 on failure.
 __int64 tell(std::FILE* stream);
 bool access(const char* path, Access mode);
+bool remove(const char* path);
+/// Seconds since 1970.
+__int64 now();
 /// "Thu Jan  1 00:00:00 1970" and a line end, in local time; the number and a line end when the
 /// calendar cannot tell.
 std::string localTimeText(__int64 secondsSince1970);

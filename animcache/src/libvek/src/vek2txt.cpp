@@ -3,9 +3,9 @@
 // The text dump of a file: one chunk a line, in file order.
 
 #include <iostream>
-#include <locale>
 #include <memory>
 
+#include "VekDefaultFormat.h"
 #include "VekIndent.h"
 #include "vekToolError.h"
 #include "vekUtils.h"
@@ -59,30 +59,13 @@ int dumpChunks(const std::string& filename, VekFile& file, Counters& counters) {
   return 0;
 }
 
-/// Gives the standard output stream its default number format for as long as it lives.
-class DefaultFormat {
- public:
-  DefaultFormat() : m_saved(nullptr) {
-    m_saved.copyfmt(std::cout);
-    std::ios plain(nullptr);
-    plain.imbue(std::locale::classic());
-    std::cout.copyfmt(plain);
-  }
-  DefaultFormat(const DefaultFormat&) = delete;
-  DefaultFormat& operator=(const DefaultFormat&) = delete;
-  ~DefaultFormat() { std::cout.copyfmt(m_saved); }
-
- private:
-  std::ios m_saved;
-};
-
 int dumpFile(const std::string& filename) {
   if (!VekFile::isVekFile(filename.c_str()))
     return toolError(tool, filename + ": is not a valid VEK file");
   VekFile file;
   if (!file.open(filename.c_str(), "r")) return toolError(tool, filename + ": could not open file");
   Counters counters;
-  const DefaultFormat format;
+  const DefaultFormat format(std::cout);
   if (dumpChunks(filename, file, counters) != 0) return -1;
   std::cout.flush();
   if (!file.close()) return toolError(tool, filename + ": error closing file");
