@@ -5,7 +5,8 @@
 // object and attribute definitions, and the writer of the sample stream).
 //
 // Unless a comment says otherwise, nothing here throws: a failure is a false, null or -1 result.
-// One file or chunk object serves one thread at a time; separate objects are independent.
+// Only constructors, copies and what returns a string may throw std::bad_alloc. One file or chunk
+// object serves one thread at a time; separate objects are independent.
 
 #ifndef VEK_CHUNKS_H
 #define VEK_CHUNKS_H
@@ -34,7 +35,7 @@
 
 // The compatibility name of std::int64_t. A macro, so that "unsigned __int64" works as well.
 #if !defined(_MSC_VER) && !defined(__int64)
-#if defined(__LP64__) && !defined(__APPLE__)
+#if defined(__LP64__) && !defined(__APPLE__) && !defined(__OpenBSD__)
 #define __int64 long
 #else
 #define __int64 long long
@@ -143,7 +144,7 @@ constexpr unsigned char Compound = 6;
 }  // namespace Compound
 
 /// The deepest nesting of non-empty groups that a reader follows. Scenes nest fewer than ten; the
-/// limit keeps the recursion over a damaged file within any thread's stack.
+/// limit keeps the recursion over a damaged file within 512 KiB of stack.
 constexpr unsigned int maxGroupNesting = 1024;
 
 /// The 16 bytes in front of every chunk's payload; the record in memory is the image in the file.
@@ -201,7 +202,7 @@ class VEK_API VekFile {
   /// as a binary file. False when the file cannot be opened or an argument is null.
   bool open(const char* path, const char* mode);
   /// Closes what is open, then opens no file: whatever is written is only counted, and tell() gives
-  /// the size that it would have. False when memory is short.
+  /// the position that it would have in a file. False when memory is short.
   bool openCounting();
   /// Closes the stream and empties the group stack. True when there was nothing to close; false
   /// when the C library reports that data could not be written.
@@ -287,6 +288,8 @@ class VEK_API VekFile {
   std::vector<char> m_scratch;
 };
 
+class VekGroupChunk;
+
 /// Base of all chunk objects: a header, and a payload that is skipped when read.
 class VEK_API VekChunk {
  public:
@@ -327,6 +330,10 @@ class VEK_API VekChunk {
 
  protected:
   VekHeader header;
+
+ private:
+  static std::unique_ptr<VekChunk> copyChunk(const VekChunk* c);
+  static std::unique_ptr<VekChunk> copyGroup(const VekGroupChunk* group);
 };
 
 /// A chunk that holds other chunks. It owns its children.
@@ -363,7 +370,8 @@ class VEK_API VekGroupChunk : public VekChunk {
   virtual std::ostream& printChildren(std::ostream& os, int indent) const;
 
  public:
-  /// Appends `c` and takes ownership of it.
+  /// Appends `c` and takes ownership of it. When memory is short it is destroyed instead, and
+  /// numChildren() stays.
   void addChild(VekChunk* c);
   unsigned __int64 numChildren() const;
   /// The i-th child, owned by the group; null outside the list.
@@ -378,6 +386,9 @@ class VEK_API VekGroupChunk : public VekChunk {
   void removeChildren(unsigned __int64 first, unsigned __int64 last);
 
  private:
+  friend class VekChunk;
+
+  void append(std::unique_ptr<VekChunk> child);
   void dropChildren();
   bool readNextChild(VekFile& f);
 
@@ -498,10 +509,10 @@ class VEK_API VekAttrListChunk : public VekGroupChunk {
   virtual void remove(unsigned __int64 first, unsigned __int64 last);
 
   /// Adds an entry to both lists, which stay in step.
-  void append(const std::string& name, const std::string& type);
+  void append(std::string name, std::string type);
   /// The type of attribute i; empty when the list of a damaged file is too short.
   const std::string& typeAt(std::size_t i) const;
-  void setTypeAt(std::size_t i, const std::string& type);
+  void setTypeAt(std::size_t i, std::string type);
 
   std::vector<std::string> names;
   /// Free text, chosen by the writer. Mutable, since writing brings it to the length of the names.
@@ -530,7 +541,7 @@ class VEK_API VekATRSChunk : public VekGroupChunk {
 ///
 /// An index counts the animated attributes first, then the static ones. Every operation that takes
 /// one prints a line to the standard output stream and throws the bool value false when it lies
-/// outside [0, getNumAttrs()); nothing else in the library throws.
+/// outside [0, getNumAttrs()).
 class VEK_API VekDATRChunk : public VekGroupChunk {
  public:
   VekDATRChunk();
@@ -559,7 +570,8 @@ class VEK_API VekDATRChunk : public VekGroupChunk {
   /// Position of an animated attribute's values in a sample, -1 for a static attribute.
   int getAnimatedDataIndex(int i) const;
   /// The values of a static attribute, a leaf of its value type owned by this chunk; null for an
-  /// animated attribute. To fill it: `asLeaf<float>(d.getStaticData(i))->setData(values)`.
+  /// animated attribute. To fill it:
+  /// `if (auto* leaf = asLeaf<float>(d.getStaticData(i))) leaf->setData(values);`
   VekChunk* getStaticData(int i) const;
   /// Valid until the attributes change.
   const std::string& getAttrName(int i) const;
@@ -576,7 +588,8 @@ class VEK_API VekDATRChunk : public VekGroupChunk {
   /// static. The range ends one before removeStaticAttrs()'s; callers rely on both.
   int removeAnimatedAttrs(int first, int count);
 
-  /// Adds the static attributes of `from` whose names this object lacks, values included.
+  /// Adds the static attributes of `from` whose names this object lacks, values included; when
+  /// memory is short those up to where it was.
   void mergeStaticAttributes(const VekDATRChunk* from);
 
   VekSATRChunk satr;
@@ -586,6 +599,8 @@ class VEK_API VekDATRChunk : public VekGroupChunk {
  private:
   void checkIndex(int i) const;
   std::size_t staticIndex(int i) const;
+  bool appendStatic(const std::string& name, const std::string& typeName,
+                    std::unique_ptr<VekChunk> values);
   void mergeStaticAttribute(const VekDATRChunk& from, int i);
 };
 
@@ -696,7 +711,7 @@ class VEK_API VekSAMSChunk : public VekGroupChunk {
   bool writeStart(VekFile& f, __int64 numSamples, __int64 reserve, bool writeTimes);
   /// Reopens a stream for more samples: the file is open for reading and writing and stands at the
   /// SAMS header of its last section. False when the tables have no room for them; what was
-  /// written before the failing step stays, and the length of SAMS is then 0 in the file.
+  /// written before the failing step stays, the length of SAMS then being 0 in the file.
   bool appendStart(VekFile& f, __int64 numNewSamples);
   /// Begins the next sample. `time` (frames) enters the time table; null for uniform sampling.
   bool writeStartSAMPChunk(VekFile& f, __int64 numObjects, const float* time);
@@ -725,8 +740,8 @@ class VEK_API VekSAMSChunk : public VekGroupChunk {
                   __int64 numSamples, __int64 reserve);
   template <typename T>
   bool extendTable(VekFile& f, const VekHeader& h, std::vector<T>& table, __int64& offset,
-                   __int64 numNewSamples);
-  bool openSection(VekFile& f);
+                   __int64 numNewSamples, __int64 end);
+  bool openSection(VekFile& f, __int64& end);
   bool noteObject(VekFile& f);
 };
 

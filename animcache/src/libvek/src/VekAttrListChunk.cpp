@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <utility>
 
 #include "VekChunks.h"
 #include "VekGuarded.h"
@@ -34,10 +35,13 @@ __int64 VekAttrListChunk::getLength() {
   return static_cast<__int64>(length);
 }
 
-void VekAttrListChunk::append(const std::string& name, const std::string& type) {
-  names.push_back(name);
-  types.resize(names.size() - 1);
-  types.push_back(type);
+// Makes room before anything changes: when memory is short, both lists are as they were.
+void VekAttrListChunk::append(std::string name, std::string type) {
+  names.reserve(names.size() + 1);
+  types.reserve(names.size() + 1);
+  types.resize(names.size());
+  names.push_back(std::move(name));
+  types.push_back(std::move(type));
 }
 
 const std::string& VekAttrListChunk::typeAt(std::size_t i) const {
@@ -45,9 +49,9 @@ const std::string& VekAttrListChunk::typeAt(std::size_t i) const {
   return i < types.size() ? types[i] : none;
 }
 
-void VekAttrListChunk::setTypeAt(std::size_t i, const std::string& type) {
+void VekAttrListChunk::setTypeAt(std::size_t i, std::string type) {
   if (i >= types.size()) types.resize(i + 1);
-  types[i] = type;
+  types[i] = std::move(type);
 }
 
 void VekAttrListChunk::remove(unsigned __int64 first, unsigned __int64 last) {

@@ -7,6 +7,7 @@
 
 #include <new>
 #include <ostream>
+#include <utility>
 
 #include "VekGuarded.h"
 #include "VekIndent.h"
@@ -69,46 +70,50 @@ VekChunk* VekChunk::create(unsigned int tag, unsigned char type) {
   }
 }
 
-namespace {
-
-VekChunk* copyGroup(const VekGroupChunk* group) {
-  if (group == nullptr) return nullptr;
-  auto result = std::make_unique<VekGroupChunk>(group->getTag());
-  for (unsigned __int64 i = 0; i < group->numChildren(); ++i) {
-    std::unique_ptr<VekChunk> child(VekChunk::copy(group->getChild(i)));
-    if (child) result->addChild(child.release());
-  }
-  return result.release();
+VekChunk* VekChunk::copy(const VekChunk* c) {
+  return guarded<VekChunk*>(nullptr, [c] { return copyChunk(c).release(); });
 }
 
+namespace {
+
 template <typename T>
-VekChunk* copyLeaf(const VekLeafChunk<T>* leaf) {
+std::unique_ptr<VekChunk> copyLeaf(const VekLeafChunk<T>* leaf) {
   if (leaf == nullptr) return nullptr;
-  return new VekLeafChunk<T>(leaf->getTag(), leaf->getCompound(), leaf->getDimension(), leaf->data);
+  return std::make_unique<VekLeafChunk<T>>(leaf->getTag(), leaf->getCompound(),
+                                           leaf->getDimension(), leaf->data);
 }
 
 }  // namespace
 
-VekChunk* VekChunk::copy(const VekChunk* c) {
+// Throws when memory is short, so that no group is left incomplete.
+std::unique_ptr<VekChunk> VekChunk::copyChunk(const VekChunk* c) {
   if (c == nullptr || c->getTag() == Tag::FREE) return nullptr;
-  return guarded<VekChunk*>(nullptr, [c]() -> VekChunk* {
-    switch (c->getType()) {
-      case ValueType::Group:
-        return copyGroup(dynamic_cast<const VekGroupChunk*>(c));
-      case ValueType::String:
-        return copyLeaf(asLeaf<std::string>(c));
-      case ValueType::Int32:
-        return copyLeaf(asLeaf<int>(c));
-      case ValueType::Float:
-        return copyLeaf(asLeaf<float>(c));
-      case ValueType::Int64:
-        return copyLeaf(asLeaf<__int64>(c));
-      case ValueType::Double:
-        return copyLeaf(asLeaf<double>(c));
-      default:
-        return nullptr;
-    }
-  });
+  switch (c->getType()) {
+    case ValueType::Group:
+      return copyGroup(dynamic_cast<const VekGroupChunk*>(c));
+    case ValueType::String:
+      return copyLeaf(asLeaf<std::string>(c));
+    case ValueType::Int32:
+      return copyLeaf(asLeaf<int>(c));
+    case ValueType::Float:
+      return copyLeaf(asLeaf<float>(c));
+    case ValueType::Int64:
+      return copyLeaf(asLeaf<__int64>(c));
+    case ValueType::Double:
+      return copyLeaf(asLeaf<double>(c));
+    default:
+      return nullptr;
+  }
+}
+
+std::unique_ptr<VekChunk> VekChunk::copyGroup(const VekGroupChunk* group) {
+  if (group == nullptr) return nullptr;
+  auto result = std::make_unique<VekGroupChunk>(group->getTag());
+  for (unsigned __int64 i = 0; i < group->numChildren(); ++i) {
+    std::unique_ptr<VekChunk> child = copyChunk(group->getChild(i));
+    if (child) result->append(std::move(child));
+  }
+  return result;
 }
 
 }  // namespace Vek

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <iostream>
+#include <unordered_set>
+#include <utility>
 
 #include "VekChunks.h"
 #include "VekGuarded.h"
@@ -36,9 +38,24 @@ std::unique_ptr<VekChunk> newStaticData(unsigned char type, unsigned char compou
   }
 }
 
-bool hasName(const std::vector<std::string>& names, std::size_t count, const std::string& name) {
-  const auto end = names.begin() + static_cast<std::ptrdiff_t>(count);
-  return std::find(names.begin(), end, name) != end;
+template <typename T>
+bool copyValues(const VekChunk* from, VekChunk* to) {
+  const auto* const source = asLeaf<T>(from);
+  auto* const target = asLeaf<T>(to);
+  if (source == nullptr || target == nullptr) return false;
+  target->setData(source->data);
+  return true;
+}
+
+/// A leaf with a copy of a static attribute's values; null for what is not such a leaf.
+std::unique_ptr<VekChunk> copyStaticData(const VekChunk* data) {
+  if (data == nullptr) return nullptr;
+  auto values = newStaticData(data->getType(), data->getCompound(), data->getDimension());
+  const bool copied =
+      copyValues<std::string>(data, values.get()) || copyValues<int>(data, values.get()) ||
+      copyValues<float>(data, values.get()) || copyValues<__int64>(data, values.get()) ||
+      copyValues<double>(data, values.get());
+  return copied ? std::move(values) : nullptr;
 }
 
 }  // namespace
@@ -63,9 +80,9 @@ __int64 VekDATRChunk::getLength() {
 // --- Reading, writing and printing ---------------------------------------------------------------
 
 bool VekDATRChunk::readChild(const VekHeader& h, VekFile& f, bool& handled) {
-  // Emptied first: a damaged file may hold the same group twice.
+  // A damaged file may hold the same group twice.
   const auto readInto = [&](VekGroupChunk& group) {
-    group.reset();
+    group.removeAllChildren();
     return group.read(h, f);
   };
   handled = true;
@@ -142,16 +159,23 @@ const std::string& VekDATRChunk::getAttrType(int i) const {
 }
 
 bool VekDATRChunk::setAttrName(int i, const std::string& name) {
-  (isAnimated(i) ? aatr.names[static_cast<std::size_t>(i)] : satr.names[staticIndex(i)]) = name;
-  return true;
+  std::string& current =
+      isAnimated(i) ? aatr.names[static_cast<std::size_t>(i)] : satr.names[staticIndex(i)];
+  return guarded(false, [&] {
+    current = name;
+    return true;
+  });
 }
 
 bool VekDATRChunk::setAttrType(int i, const std::string& typeName) {
-  if (isAnimated(i))
-    aatr.setTypeAt(static_cast<std::size_t>(i), typeName);
-  else
-    satr.setTypeAt(staticIndex(i), typeName);
-  return true;
+  const bool animated = isAnimated(i);
+  return guarded(false, [&] {
+    if (animated)
+      aatr.setTypeAt(static_cast<std::size_t>(i), typeName);
+    else
+      satr.setTypeAt(staticIndex(i), typeName);
+    return true;
+  });
 }
 
 int VekDATRChunk::findAttr(const std::string& name) const {
@@ -171,19 +195,28 @@ int VekDATRChunk::addAttr(const bool& animated, const std::string& name,
   if (type == ValueType::Group) return -1;
   return guarded(-1, [&] {
     if (animated) {
-      addAnimatedAttribute(name, typeName);
+      aatr.append(name, typeName);
       return getNumAnimatedAttrs() - 1;
     }
     std::unique_ptr<VekChunk> values = newStaticData(type, compound, dimension);
     if (!values) return -1;
-    satr.append(name, typeName);
-    atrs.addChild(values.release());
-    return getNumAttrs() - 1;
+    return appendStatic(name, typeName, std::move(values)) ? getNumAttrs() - 1 : -1;
   });
 }
 
+// Adds a name, a type and the values, or nothing.
+bool VekDATRChunk::appendStatic(const std::string& name, const std::string& typeName,
+                                std::unique_ptr<VekChunk> values) {
+  satr.append(name, typeName);
+  const unsigned __int64 before = atrs.numChildren();
+  atrs.addChild(values.release());
+  if (atrs.numChildren() > before) return true;
+  satr.remove(satr.names.size() - 1, satr.names.size());
+  return false;
+}
+
 void VekDATRChunk::addAnimatedAttribute(const std::string& name, const std::string& typeName) {
-  aatr.append(name, typeName);
+  addAttr(true, name, typeName, ValueType::Undef);
 }
 
 bool VekDATRChunk::removeStaticAttrs(int first, int count) {
@@ -193,7 +226,10 @@ bool VekDATRChunk::removeStaticAttrs(int first, int count) {
   if (end > getNumStaticAttrs()) return false;
   if (count <= 0) return true;
   satr.remove(static_cast<unsigned __int64>(begin), static_cast<unsigned __int64>(end));
-  for (__int64 i = end; i > begin; --i) atrs.removeChild(static_cast<unsigned __int64>(i - 1));
+  // Children that are missing in a damaged file must not let the range pass for the whole list.
+  const auto last = std::min(static_cast<unsigned __int64>(end), atrs.numChildren());
+  if (static_cast<unsigned __int64>(begin) < last)
+    atrs.removeChildren(static_cast<unsigned __int64>(begin), last);
   return true;
 }
 
@@ -210,34 +246,32 @@ int VekDATRChunk::removeAnimatedAttrs(int first, int count) {
 
 void VekDATRChunk::mergeStaticAttributes(const VekDATRChunk* from) {
   if (from == nullptr) return;
-  // Attributes appended here are not searched: two of the same name in `from` both arrive.
-  const auto numAnimated = static_cast<std::size_t>(getNumAnimatedAttrs());
-  const auto numStatic = static_cast<std::size_t>(getNumStaticAttrs());
-  const auto count = from->getNumAttrs();
-  for (int i = 0; i < count; ++i) {
-    const std::string name = from->getAttrName(i);
-    if (verbosity >= 3) std::cerr << "fromDATR " << name << std::endl;
-    if (from->isAnimated(i)) continue;
-    if (hasName(aatr.names, numAnimated, name) || hasName(satr.names, numStatic, name)) {
-      if (verbosity >= 3) std::cerr << " SKIP, SATR FOUND:" << name << std::endl;
-      continue;
+  guarded(false, [&] {
+    // Attributes appended here are not searched: two of the same name in `from` both arrive.
+    std::unordered_set<std::string> known(aatr.names.begin(), aatr.names.end());
+    known.insert(satr.names.begin(), satr.names.end());
+    for (int i = 0; i < from->getNumAttrs(); ++i) {
+      const std::string& name = from->getAttrName(i);
+      if (verbosity >= 3) std::cerr << "fromDATR " << name << std::endl;
+      if (from->isAnimated(i)) continue;
+      if (known.count(name) == 0)
+        mergeStaticAttribute(*from, i);
+      else if (verbosity >= 3)
+        std::cerr << " SKIP, SATR FOUND:" << name << std::endl;
     }
-    mergeStaticAttribute(*from, i);
-  }
+    return true;
+  });
 }
 
 void VekDATRChunk::mergeStaticAttribute(const VekDATRChunk& from, int i) {
-  const std::string name = from.getAttrName(i);
-  const VekChunk* const data = from.getStaticData(i);
-  std::unique_ptr<VekChunk> values;
-  if (data != nullptr && data->getType() != ValueType::Group) values.reset(copy(data));
+  const std::string& name = from.getAttrName(i);
+  std::unique_ptr<VekChunk> values = copyStaticData(from.getStaticData(i));
   if (!values) {
     std::cerr << "mergeStaticAttributes NOT Merged, unknown type fof: " << name << std::endl;
     return;
   }
   if (verbosity >= 3) std::cerr << " ADD, SATR= " << name << std::endl;
-  satr.append(name, from.getAttrType(i));
-  atrs.addChild(values.release());
+  appendStatic(name, from.getAttrType(i), std::move(values));
 }
 
 }  // namespace Vek

@@ -3,6 +3,7 @@
 // The chunk file: headers and payloads read and written through one C stream, and the stack of the
 // groups that are open at its position.
 
+#include <algorithm>
 #include <cstring>
 
 #include "VekChunks.h"
@@ -159,7 +160,7 @@ bool VekFile::readToScratch(const VekHeader& h) {
   if (!isOpen() || !m_stream->holds(h.length)) return false;
   const auto size = static_cast<std::size_t>(h.length);
   if (m_scratch.size() < size) m_scratch.resize(size);
-  return h.length == 0 ? skipData(h) : readData(h, m_scratch.data());
+  return readData(h, m_scratch.data());
 }
 
 bool VekFile::readData(const VekHeader& h, std::string& s) {
@@ -176,6 +177,8 @@ bool VekFile::readData(const VekHeader& h, std::vector<std::string>& v) {
   const bool read = guarded(false, [&] {
     if (!readToScratch(h)) return false;
     const auto size = static_cast<std::size_t>(h.length);
+    const auto end = m_scratch.begin() + h.length;
+    v.reserve(static_cast<std::size_t>(std::count(m_scratch.begin(), end, '\0')) + 1);
     for (std::size_t begin = 0; begin < size; begin += v.back().size() + 1)
       v.emplace_back(m_scratch.data() + begin, runLength(begin, size));
     return true;
@@ -199,7 +202,7 @@ bool VekFile::appendData(const VekHeader& h, std::vector<T>& v) {
   const std::size_t before = v.size();
   const bool read = guarded(false, [&] {
     v.resize(before + static_cast<std::size_t>(h.length) / sizeof(T));
-    return h.length == 0 ? skipData(h) : readData(h, v.data() + before);
+    return readData(h, v.data() + before);
   });
   if (!read) v.resize(before);
   return read;

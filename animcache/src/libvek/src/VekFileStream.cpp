@@ -5,10 +5,17 @@
 #include "VekFileStream.h"
 
 #include <cstdint>
+#include <limits>
 
 #include "VekPlatform.h"
 
 namespace Vek {
+
+namespace {
+
+constexpr __int64 maxOffset = std::numeric_limits<__int64>::max();
+
+}  // namespace
 
 VekFile::Stream::~Stream() {
   close();
@@ -40,8 +47,10 @@ bool VekFile::Stream::seek(__int64 offset, int whence) {
 }
 
 bool VekFile::Stream::seekCounting(__int64 offset, int whence) {
-  if (whence == SEEK_END) return false;
-  m_counted = whence == SEEK_CUR ? m_counted + offset : offset;
+  if (whence != SEEK_SET && whence != SEEK_CUR) return false;
+  const __int64 base = whence == SEEK_CUR ? m_counted : 0;
+  if (offset < -base || offset > maxOffset - base) return false;
+  m_counted = base + offset;
   return true;
 }
 
@@ -59,7 +68,7 @@ void VekFile::Stream::rewind() {
 bool VekFile::Stream::turn(Direction direction) {
   const bool turned = m_direction == Direction::none || m_direction == direction ||
                       Platform::seek(m_file, 0, SEEK_CUR);
-  m_direction = direction;
+  if (turned) m_direction = direction;
   return turned;
 }
 
@@ -88,7 +97,8 @@ bool VekFile::Stream::holds(__int64 length) {
 __int64 VekFile::Stream::measure(__int64 position) {
   if (!seek(0, SEEK_END)) return 0;
   const __int64 size = tell();
-  return seek(position, SEEK_SET) ? size : 0;
+  // A directory that was opened like a file claims to end at the largest offset.
+  return seek(position, SEEK_SET) && size < maxOffset ? size : 0;
 }
 
 }  // namespace Vek

@@ -22,11 +22,12 @@ void VekGroupChunk::reset() {
 }
 
 __int64 VekGroupChunk::getLength() {
-  __int64 length = 0;
+  // Unsigned, since a caller's chunk may claim any length.
+  unsigned __int64 length = 0;
   for (const auto& child : m_children) {
-    if (child) length += static_cast<__int64>(sizeof(VekHeader)) + child->getLength();
+    if (child) length += sizeof(VekHeader) + static_cast<unsigned __int64>(child->getLength());
   }
-  return length;
+  return static_cast<__int64>(length);
 }
 
 // --- Reading, writing and printing ---------------------------------------------------------------
@@ -57,7 +58,7 @@ bool VekGroupChunk::readNextChild(VekFile& f) {
   if (handled) return claimed;
   std::unique_ptr<VekChunk> child(create(h.tag, h.type));
   if (!child || !child->read(h, f)) return false;
-  m_children.push_back(std::move(child));
+  append(std::move(child));
   return true;
 }
 
@@ -106,7 +107,14 @@ void VekGroupChunk::removeAllChildren() {
 }
 
 void VekGroupChunk::addChild(VekChunk* c) {
-  m_children.emplace_back(c);
+  guarded(false, [child = std::unique_ptr<VekChunk>(c), this]() mutable {
+    append(std::move(child));
+    return true;
+  });
+}
+
+void VekGroupChunk::append(std::unique_ptr<VekChunk> child) {
+  m_children.push_back(std::move(child));
 }
 
 unsigned __int64 VekGroupChunk::numChildren() const {

@@ -11,8 +11,11 @@ namespace Vek {
 
 /// Writes ". " for every level.
 inline std::ostream& printIndent(std::ostream& os, int indent) {
-  for (int i = 0; i < indent; ++i) os << ". ";
-  return os;
+  constexpr char block[] = ". . . . . . . . . . . . . . . . ";
+  constexpr std::streamsize blockSize = sizeof(block) - 1;
+  std::streamsize size = 2 * static_cast<std::streamsize>(indent);
+  for (; size >= blockSize; size -= blockSize) os.write(block, blockSize);
+  return size > 0 ? os.write(block, size) : os;
 }
 
 }  // namespace Vek

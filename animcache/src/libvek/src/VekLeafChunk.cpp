@@ -56,6 +56,7 @@ bool VekLeafChunk<T>::read(const VekHeader& h, VekFile& f) {
   if constexpr (std::is_same_v<T, std::string>) {
     return f.readData(h, data);
   } else {
+    if (h.length % static_cast<__int64>(sizeof(T)) != 0) return false;
     data.clear();
     return f.appendData(h, data);
   }

@@ -56,7 +56,9 @@ __int64 VekMETAChunk::getLength() {
   // WAPP and SFIL with their NULs, and DATE, NSAM, SPAC and NOBJ; then FTIM, LTIM and RATE.
   __int64 length = 130 + static_cast<__int64>(application.size() + sourceFile.size());
   if (numSamples != 0) length += 60;
-  for (VekDOBJChunk* dobj : dobjs) length += 16 + dobj->getLength();
+  for (VekDOBJChunk* dobj : dobjs) {
+    if (dobj != nullptr) length += 16 + dobj->getLength();
+  }
   return length;
 }
 
@@ -82,7 +84,7 @@ bool VekMETAChunk::writeChildren(VekFile& f) const {
     return false;
   return writeInt64(f, Tag::SPAC, space) && writeInt64(f, Tag::NOBJ, getNumObjects()) &&
          std::all_of(dobjs.begin(), dobjs.end(),
-                     [&](const VekDOBJChunk* dobj) { return dobj->write(f); });
+                     [&](const VekDOBJChunk* dobj) { return dobj == nullptr || dobj->write(f); });
 }
 
 // The member that a number of the file's head belongs to; null for any other chunk.
@@ -147,7 +149,9 @@ std::ostream& VekMETAChunk::printChildren(std::ostream& os, int indent) const {
     os << (space == 0 ? "world" : "object") << "\n";
   else
     os << space << "\n";
-  for (const VekDOBJChunk* dobj : dobjs) dobj->print(os, indent);
+  for (const VekDOBJChunk* dobj : dobjs) {
+    if (dobj != nullptr) dobj->print(os, indent);
+  }
   return os;
 }
 

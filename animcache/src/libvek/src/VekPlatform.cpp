@@ -22,18 +22,21 @@ bool toLocalTime(__int64 seconds, std::tm& calendar) {
   return _localtime64_s(&calendar, &seconds) == 0;
 #else
   const auto time = static_cast<std::time_t>(seconds);
+  tzset();  // localtime_r alone would not see that the host has changed its time zone.
   return localtime_r(&time, &calendar) != nullptr;
 #endif
 }
 
-/// The text of asctime, without its static buffer.
+/// The text of asctime, for years of any length.
 std::string toText(const std::tm& calendar) {
-  char text[32] = "";
-#if defined(_WIN32)
-  asctime_s(text, sizeof(text), &calendar);
-#else
-  asctime_r(&calendar, text);
-#endif
+  constexpr const char* days[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+  constexpr const char* months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                    "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+  char text[64] = "";
+  static_cast<void>(std::snprintf(text, sizeof(text), "%s %s%3d %.2d:%.2d:%.2d %lld\n",
+                                  days[calendar.tm_wday], months[calendar.tm_mon], calendar.tm_mday,
+                                  calendar.tm_hour, calendar.tm_min, calendar.tm_sec,
+                                  1900LL + calendar.tm_year));
   return text;
 }
 
@@ -92,10 +95,8 @@ __int64 now() {
 
 std::string localTimeText(__int64 secondsSince1970) {
   std::tm calendar = {};
-  // asctime is defined for four-digit years only.
-  const bool known = toLocalTime(secondsSince1970, calendar) && calendar.tm_year >= 1000 - 1900 &&
-                     calendar.tm_year <= 9999 - 1900;
-  return known ? toText(calendar) : std::to_string(secondsSince1970) + "\n";
+  return toLocalTime(secondsSince1970, calendar) ? toText(calendar)
+                                                 : std::to_string(secondsSince1970) + "\n";
 }
 
 }  // namespace Vek::Platform

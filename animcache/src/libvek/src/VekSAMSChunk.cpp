@@ -3,6 +3,7 @@
 // The writer of the sample stream. The tables in front are written as placeholders, with room for
 // later samples behind them, and completed in place at the end.
 
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
 
@@ -31,8 +32,8 @@ bool resize(std::vector<T>& table, __int64 count) {
          });
 }
 
-/// Completes a table in place. An empty one has no place: its header then goes to the position,
-/// which readers of such files know and skip.
+/// Completes a table in place. For an empty one a header of length 0 goes to the position instead;
+/// such headers after a sample or a stream are part of the format.
 template <typename T>
 bool rewriteTable(VekFile& f, unsigned int tag, const std::vector<T>& table, __int64 offset) {
   return offset < 0 || f.writeChunk(tag, table, table.empty() ? -1 : offset);
@@ -96,23 +97,33 @@ bool VekSAMSChunk::writeTable(VekFile& f, unsigned int tag, std::vector<T>& tabl
 
 bool VekSAMSChunk::appendStart(VekFile& f, __int64 numNewSamples) {
   timsOffset = -1;
-  if (numNewSamples < 0 || !openSection(f)) return false;
+  __int64 end = 0;
+  if (numNewSamples < 0 || !openSection(f, end)) return false;
   VekHeader h;
   if (!f.readHeader(h)) return false;
   if (h.tag == Tag::TIMS) {
-    if (!extendTable(f, h, timeTable, timsOffset, numNewSamples) || !f.readHeader(h)) return false;
+    if (!extendTable(f, h, timeTable, timsOffset, numNewSamples, end) || !f.readHeader(h))
+      return false;
   }
-  if (h.tag != Tag::JSAM || !extendTable(f, h, jumpTable, jsamOffset, numNewSamples)) return false;
+  if (h.tag != Tag::JSAM || !extendTable(f, h, jumpTable, jsamOffset, numNewSamples, end))
+    return false;
   sampleIndex = sizeOf(jumpTable) - numNewSamples;
-  return f.seek(0, SEEK_END, false);
+  // Room that nothing was ever written behind is not in the file yet.
+  const __int64 tablesEnd = f.tell();
+  return f.seek(0, SEEK_END, false) &&
+         (f.tell() >= tablesEnd || f.seek(tablesEnd, SEEK_SET, false));
 }
 
-// Opens the group that stands at the position once more; its old length is discarded.
-bool VekSAMSChunk::openSection(VekFile& f) {
+// Opens the group that stands at the position once more; its old length is discarded. `end` is
+// where its content can end at most: room at the end of a section need not be in the file yet.
+bool VekSAMSChunk::openSection(VekFile& f, __int64& end) {
   const __int64 offset = f.tell();
   VekHeader h;
-  if (!f.readHeader(h) || h.tag != Tag::SAMS) return false;
+  if (!f.readHeader(h) || h.tag != Tag::SAMS || h.type != ValueType::Group) return false;
   header = h;
+  const __int64 sectionEnd = f.tell() + h.length;
+  if (!f.seek(0, SEEK_END, true)) return false;
+  end = std::max(sectionEnd, f.tell());
   if (!f.seek(offset, SEEK_SET, true)) return false;
   if (verbosity >= 1) std::cerr << "appendStart offsetSAMS " << offset << std::endl;
   return f.startGroup(groupHeader(Tag::SAMS));
@@ -122,14 +133,14 @@ bool VekSAMSChunk::openSection(VekFile& f) {
 // border between them moved.
 template <typename T>
 bool VekSAMSChunk::extendTable(VekFile& f, const VekHeader& h, std::vector<T>& table,
-                               __int64& offset, __int64 numNewSamples) {
+                               __int64& offset, __int64 numNewSamples, __int64 end) {
   constexpr __int64 size = sizeof(T);
   offset = f.tell() - static_cast<__int64>(sizeof(VekHeader));
   table.clear();
   if (h.type != VekTypeOf<T>::value || !f.appendData(h, table)) return false;
   VekHeader room;
-  if (!f.readHeader(room) || room.tag != Tag::FREE || room.type != ValueType::Undef ||
-      numNewSamples > room.length / size)
+  if (!f.readHeader(room) || room.tag != Tag::FREE || room.type == ValueType::Group ||
+      numNewSamples > room.length / size || room.length > end - f.tell())
     return false;
   return resize(table, static_cast<__int64>(table.size()) + numNewSamples) &&
          f.seek(offset, SEEK_SET, false) && f.writeChunk(h.tag, table) &&
