@@ -4,8 +4,9 @@
 // tables, finds samples by time and objects by name, and fetches any object of any sample;
 // VekRoMemCache keeps what was fetched in memory; VekRwMemCache can be edited and saved.
 //
-// Nothing here throws but the attribute index check of VekDATRChunk. One cache serves one thread
-// at a time, in getters too: they move the file position. Separate caches are independent.
+// Nothing here throws but the attribute index check of VekDATRChunk, and what returns a string when
+// memory is short. One cache serves one thread at a time, in getters too: they move the file
+// position. Separate caches are independent.
 
 #ifndef VEK_CACHE_H
 #define VEK_CACHE_H
@@ -37,8 +38,8 @@ class VEK_API VekCache {
   /// Returns the cache to empty and closes the file.
   virtual void reset();
   /// Resets the cache and reads the head and the tables of a file. With `keepOpen` false the file
-  /// is closed after this and after every fetch. A failure prints one line to the standard output
-  /// stream and leaves the cache empty.
+  /// is closed after this and after every fetch. A failure prints one line, which says why, to the
+  /// standard output stream and leaves the cache empty.
   virtual bool load(const char* filename, bool keepOpen = true);
 
   /// Closes the file; the next fetch opens it again.
@@ -48,7 +49,7 @@ class VEK_API VekCache {
   bool setKeepOpen(bool keep);
   bool getKeepOpen() const;
 
-  /// The path given to the last load.
+  /// The path of the load that succeeded last; empty after one that failed.
   const std::string& getFilename() const;
   const VekDVEKChunk& getDVEKChunk() const;
   int getVersion() const;
@@ -76,7 +77,8 @@ class VEK_API VekCache {
   /// Static and animated attributes together.
   int getNumAttrs(int obj) const;
   int findAttr(int obj, const std::string& name) const;
-  /// These three throw the bool value false for an attribute index outside the object's attributes.
+  /// These three throw the bool value false for an attribute index outside those of an object that
+  /// has attributes.
   bool isAttrAnimated(int obj, int attr) const;
   std::string getAttrName(int obj, int attr) const;
   std::string getAttrType(int obj, int attr) const;
@@ -142,11 +144,10 @@ class VEK_API VekCache {
   bool openFile(const std::string& path);
   bool readHead();
   bool readSections();
-  bool findSection(Section& section);
+  bool findSection(Section& section, __int64 position);
   bool readSection(Section& section);
   bool checkSection(const Section& section);
   bool checkSamples();
-  bool reopen();
   bool readObjectJumps(int sample);
   int lowerBound(float t) const;
   bool definitionHas(int obj, unsigned int tag);
@@ -188,7 +189,7 @@ class VEK_API VekRoMemCache : public VekCache {
   /// The number of points of an object, from the size of its positions.
   virtual int getNumVertices(int sample, int obj);
   /// The values of an attribute: in the sample for an animated one, else in the definition. Null,
-  /// and a line on the standard error stream, for an index out of range or missing sample data.
+  /// and a line on the standard error stream, for an index out of range or a sample without values.
   virtual VekChunk* getAttrData(int sample, int obj, int attr);
 
   /// The values of the leaf that getSample() finds at exactly that time; null when no sample lies
@@ -222,7 +223,8 @@ class VEK_API VekRoMemCache : public VekCache {
  private:
   void noteUse(int sample);
   bool loadSample(int sample, bool stopAtFailure);
-  const VekChunk* findData(int sample, int obj, unsigned int tag, bool& animated);
+  const VekChunk* findInDefinition(int obj, unsigned int tag);
+  const VekChunk* findInSample(int sample, int obj, unsigned int tag);
   VekChunk* getAnimatedAttrData(int sample, int obj, int index);
 };
 
@@ -249,7 +251,8 @@ class VEK_API VekRwMemCache : public VekRoMemCache {
   bool allocFrame(float time, std::vector<VekGroupChunk*>& sobjs);
 
   /// Adds the new samples to the file in place. False when the file, its head or the edits do not
-  /// allow it, or on a failure; the cache is then as it was. Use save().
+  /// allow it, or on a failure. The cache is then whole and dirty: use save(), which then writes
+  /// the file anew.
   bool append();
   /// Saves under the cache's name; true without doing anything when there are no edits. `written`
   /// and `removed`, when given, receive whether the file was written or deleted.
@@ -259,7 +262,8 @@ class VEK_API VekRwMemCache : public VekRoMemCache {
   /// elsewhere.
   bool saveAs(const char* filename, bool* written = nullptr, bool* removed = nullptr);
 
-  /// Removes the samples after the first one at or after `time`; all when it lies before them.
+  /// Removes the samples after the first one at or after `time`. Deletes the cache when the time
+  /// lies before all of them, or is a NaN.
   void truncate(float time);
   /// Removes all samples and objects and all metadata.
   void deleteCache();
@@ -282,7 +286,7 @@ class VEK_API VekRwMemCache : public VekRoMemCache {
   /// How many samples the tables of a section have room for beyond its own: at least 100; 0 stands
   /// for twice the number of samples.
   void setReservedSamples(int n);
-  /// Whether there are edits since the last save.
+  /// Whether there are edits since the last save; load() and reset() leave it as it is.
   bool isDirty() const;
 
  protected:
@@ -313,7 +317,9 @@ class VEK_API VekRwMemCache : public VekRoMemCache {
   bool removeFile(const std::string& path, bool& removed);
   bool rewrite(const std::string& path);
   bool loadAllStored();
-  bool writeFile(const std::string& path, std::vector<__int64>& jumps);
+  bool holdsAllStored();
+  bool writeFile(std::vector<__int64>& jumps);
+  void forbidAppend();
   bool writeHead();
   bool writeSamples(VekSAMSChunk& stream, std::vector<__int64>& jumps, int first);
   bool writeSample(VekSAMSChunk& stream, int sample);
@@ -324,7 +330,9 @@ class VEK_API VekRwMemCache : public VekRoMemCache {
   bool scanFile(FileScan& scan);
   bool scanChunk(const VekHeader& h, FileScan& scan);
   bool scanTable(const VekHeader& h, FileScan& scan);
+  bool knowsSamples(const FileScan& scan) const;
   bool fitsFile(const FileScan& scan);
+  bool fitsHead(const FileScan& scan);
   bool replaceHead(const FileScan& scan);
   bool startSection(VekSAMSChunk& stream, const FileScan& scan, __int64 numNewSamples);
 

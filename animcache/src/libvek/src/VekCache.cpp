@@ -22,7 +22,10 @@ bool loadError(const char* message, int line = __builtin_LINE()) {
   return false;
 }
 
-const std::string noName;
+const std::string& noName() {
+  static const std::string empty;
+  return empty;
+}
 
 }  // namespace
 
@@ -65,18 +68,18 @@ bool VekCache::getKeepOpen() const {
 // --- Loading -------------------------------------------------------------------------------------
 
 bool VekCache::load(const char* filename, bool keep) {
-  const bool loaded = guarded(false, [&] {
+  return guarded(false, [&] {
     // A copy: the path may be this cache's own name, which the reset clears.
     const std::string path = filename != nullptr ? filename : "";
     reset();
-    return loadFile(path, keep);
+    if (!openFile(path)) return false;
+    const bool loaded = guarded(false, [&] { return loadFile(path, keep); });
+    if (!loaded) reset();
+    return loaded;
   });
-  if (!loaded) reset();
-  return loaded;
 }
 
 bool VekCache::loadFile(const std::string& path, bool keep) {
-  if (!openFile(path)) return false;
   fileName = path;
   keepOpen = keep;
   if (!readHead()) return false;
@@ -111,17 +114,20 @@ struct VekCache::Section {
 };
 
 bool VekCache::readSections() {
+  __int64 position = file.tell();
   for (;;) {
     Section section;
-    if (!findSection(section) || !readSection(section) || !checkSection(section)) return false;
+    if (!findSection(section, position) || !readSection(section) || !checkSection(section))
+      return false;
     if (static_cast<__int64>(jumpTable.size()) >= metadata.numSamples) return true;
-    // What was read is never read again: a file whose sections overlap is damaged.
-    if (section.end < file.tell() || !file.seek(section.end, SEEK_SET, true))
-      return loadError("error seeking file");
+    // The end of a section that was never completed lies before what was read of it.
+    position = file.tell();
+    if (!file.seek(section.end, SEEK_SET, true)) return loadError("error seeking file");
   }
 }
 
-bool VekCache::findSection(Section& section) {
+// Finds the next section, at or after `position`: tables that were read are not read again.
+bool VekCache::findSection(Section& section, __int64 position) {
   VekHeader h;
   if (!file.readHeader(h)) return loadError("missing next SAMS chunk for sample ");
   while (h.tag != Tag::SAMS) {
@@ -129,9 +135,12 @@ bool VekCache::findSection(Section& section) {
     if (!file.readHeader(h)) return loadError("missing next SAMS chunk for sample ");
   }
   const __int64 offset = file.tell();
-  if (offset < 0 || h.length < 0 || h.length > std::numeric_limits<__int64>::max() - offset)
-    return loadError("error telling file");
-  section.end = offset + h.length;
+  if (offset < 0) return loadError("error telling file");
+  if (offset - static_cast<__int64>(sizeof(VekHeader)) < position)
+    return loadError("error seeking file");
+  // Without a sensible length there is no end to go on from.
+  const bool hasEnd = h.length >= 0 && h.length <= std::numeric_limits<__int64>::max() - offset;
+  section.end = hasEnd ? offset + h.length : -1;
   return true;
 }
 
@@ -261,7 +270,7 @@ bool VekCache::hasObject(int obj) const {
 
 const std::string& VekCache::getName(int obj) const {
   const VekDOBJChunk* const definition = getObjDef(obj);
-  return definition != nullptr ? definition->name : noName;
+  return definition != nullptr ? definition->name : noName();
 }
 
 int VekCache::getNumAttrs(int obj) const {
@@ -281,12 +290,12 @@ bool VekCache::isAttrAnimated(int obj, int attr) const {
 
 std::string VekCache::getAttrName(int obj, int attr) const {
   const VekDOBJChunk* const definition = getObjDef(obj);
-  return definition != nullptr ? definition->getAttrName(attr) : noName;
+  return definition != nullptr ? definition->getAttrName(attr) : noName();
 }
 
 std::string VekCache::getAttrType(int obj, int attr) const {
   const VekDOBJChunk* const definition = getObjDef(obj);
-  return definition != nullptr ? definition->getAttrType(attr) : noName;
+  return definition != nullptr ? definition->getAttrType(attr) : noName();
 }
 
 }  // namespace Vek

@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "VekCache.h"
+#include "VekGuarded.h"
 
 namespace Vek {
 
@@ -17,7 +18,9 @@ namespace {
 
 /// A sample position as an index when it lies in [0, count); -1 otherwise, for a NaN as well.
 int toIndex(float position, __int64 count) {
-  const bool inside = position >= 0 && static_cast<double>(position) < static_cast<double>(count);
+  constexpr __int64 most = std::numeric_limits<int>::max();
+  const bool inside =
+      position >= 0 && static_cast<double>(position) < static_cast<double>(std::min(count, most));
   return inside ? static_cast<int>(position) : -1;
 }
 
@@ -63,11 +66,7 @@ int VekCache::getMinSampleIndexNotLessThan(float t) const {
   if (clamped > meta.lastTime) return -1;
   if (!isNonUniform())
     return toIndex(std::ceil((clamped - meta.firstTime) * meta.rate), meta.numSamples);
-  // In a damaged table that is not in order, the entry found can still lie before the time.
-  for (int i = lowerBound(clamped); i >= 0 && i < getNumTimes(); ++i) {
-    if (!(clamped > timeTable[static_cast<std::size_t>(i)])) return i;
-  }
-  return -1;
+  return lowerBound(clamped);
 }
 
 float VekCache::getSampleTime(int i) const {
@@ -138,13 +137,15 @@ bool VekCache::compareNames(const std::string& a, const std::string& b) const {
 int VekCache::findObjectIndex(const std::string& name, int hint) const {
   const int count = getNumObjects();
   if (count == 0 || name.empty()) return -1;
-  const std::string key = stripNamespaces(name);
-  const int start = hint >= 0 && hint < count ? hint : 0;
-  for (int k = 0; k < count; ++k) {
-    const int i = k < count - start ? start + k : k - (count - start);
-    if (compareNames(getName(i), key)) return i;
-  }
-  return -1;
+  return guarded(-1, [&] {
+    const std::string key = stripNamespaces(name);
+    const int start = hint >= 0 && hint < count ? hint : 0;
+    for (int k = 0; k < count; ++k) {
+      const int i = k < count - start ? start + k : k - (count - start);
+      if (compareNames(getName(i), key)) return i;
+    }
+    return -1;
+  });
 }
 
 }  // namespace Vek

@@ -10,6 +10,14 @@
 
 namespace Vek {
 
+namespace {
+
+/// How many other chunks may stand before a sample's table of objects, which writers put first. The
+/// limit keeps a fetch from a damaged sample cheap.
+constexpr int maxChunksBeforeJOBJ = 1000;
+
+}  // namespace
+
 VekChunk* VekCache::findChunk(VekChunk* root, unsigned int tag) {
   if (root == nullptr || root->getTag() == tag) return root;
   auto* const group = dynamic_cast<VekGroupChunk*>(root);
@@ -34,15 +42,9 @@ bool VekCache::seekObjectSample(VekHeader& header, int sample, int obj) {
 }
 
 bool VekCache::selectSample(int sample) {
-  if (!file.isOpen() && !reopen()) return false;
+  if (!file.isOpen() && !file.open(fileName.c_str(), openMode == 0 ? "r" : "r+")) return false;
   if (sample < 0 || sample >= metadata.numSamples) return false;
   return sample == cachedSampleIndex || readObjectJumps(sample);
-}
-
-// A cache that may write still reads a file that it may not write.
-bool VekCache::reopen() {
-  const char* const path = fileName.c_str();
-  return (openMode != 0 && file.open(path, "r+")) || file.open(path, "r");
 }
 
 bool VekCache::readObjectJumps(int sample) {
@@ -53,7 +55,7 @@ bool VekCache::readObjectJumps(int sample) {
   if (!file.readHeader(h) || h.tag != Tag::SAMP || h.type != ValueType::Group || h.length == 0)
     return false;
   const unsigned __int64 level = file.getLevel();
-  do {
+  for (int skipped = 0; skipped <= maxChunksBeforeJOBJ; ++skipped) {
     if (!file.readHeader(h) || h.tag == Tag::SOBJ) return false;
     if (h.tag == Tag::JOBJ) {
       objectJumps.clear();
@@ -61,8 +63,8 @@ bool VekCache::readObjectJumps(int sample) {
       cachedSampleIndex = sample;
       return true;
     }
-    if (!file.skipData(h)) return false;
-  } while (file.getLevel() == level);
+    if (!file.skipData(h) || file.getLevel() != level) return false;
+  }
   return false;
 }
 

@@ -88,27 +88,27 @@ const VekChunk* VekRoMemCache::getSample(int sample, int obj, unsigned int tag, 
 
 const VekChunk* VekRoMemCache::getObjectData(int sample, int obj, unsigned int tag,
                                              bool* animated) {
-  bool fromSample = false;
-  const VekChunk* const found = findData(sample, obj, tag, fromSample);
-  if (animated != nullptr) *animated = fromSample;
+  if (animated != nullptr) *animated = false;
+  const VekChunk* const fixed = findInDefinition(obj, tag);
+  if (fixed != nullptr) return fixed;  // Static data wins.
+  const VekChunk* const found = findInSample(sample, obj, tag);
+  if (found != nullptr && animated != nullptr) *animated = true;
   return found;
 }
 
-// Static data wins: the definition is searched before the sample.
-const VekChunk* VekRoMemCache::findData(int sample, int obj, unsigned int tag, bool& animated) {
-  animated = false;
+const VekChunk* VekRoMemCache::findInDefinition(int obj, unsigned int tag) {
+  return hasObject(obj) ? findChunk(metadata.dobjs[static_cast<std::size_t>(obj)], tag) : nullptr;
+}
+
+const VekChunk* VekRoMemCache::findInSample(int sample, int obj, unsigned int tag) {
   if (!hasObject(obj)) return nullptr;
-  const VekChunk* const fixed = findChunk(metadata.dobjs[static_cast<std::size_t>(obj)], tag);
-  if (fixed != nullptr) return fixed;
   // The search changes nothing; its signature is that of a tree whose owner may.
-  const VekChunk* const found = findChunk(const_cast<VekGroupChunk*>(getSample(sample, obj)), tag);
-  animated = found != nullptr;
-  return found;
+  return findChunk(const_cast<VekGroupChunk*>(getSample(sample, obj)), tag);
 }
 
 int VekRoMemCache::getNumVertices(int sample, int obj) {
-  bool animated = false;
-  const VekChunk* const positions = findData(sample, obj, Tag::POSI, animated);
+  const VekChunk* positions = findInDefinition(obj, Tag::POSI);
+  if (positions == nullptr && sample >= 0) positions = findInSample(sample, obj, Tag::POSI);
   if (positions == nullptr) return 0;
   const VekHeader h = positions->getHeader();
   const __int64 components = h.dimension != 0 ? h.dimension : 3;

@@ -232,7 +232,7 @@ void VekRwMemCache::shiftFirstTimeTo(float time) {
 // --- Removing samples ----------------------------------------------------------------------------
 
 void VekRwMemCache::truncate(float time) {
-  if (!(time < metadata.lastTime)) return;
+  if (time >= metadata.lastTime) return;
   const int last = time < metadata.firstTime ? -1 : getMinSampleIndexNotLessThan(time);
   if (last < 0) {
     deleteCache();

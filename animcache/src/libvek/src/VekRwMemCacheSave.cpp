@@ -77,18 +77,15 @@ bool VekRwMemCache::rewrite(const std::string& path) {
   if (!loadAllStored()) return false;
   convertToUniformSampling();
   std::vector<__int64> jumps(static_cast<std::size_t>(std::max<__int64>(metadata.numSamples, 0)));
+  if (!file.open(path.c_str(), "w")) return false;
   const __int64 dateBefore = metadata.dateStamp;
   metadata.dateStamp = Platform::now();
-  if (!writeFile(path, jumps)) {
+  if (!writeFile(jumps)) {
     file.close();
     metadata.dateStamp = dateBefore;
-    // What is left of the file is not to be read or appended to.
     if (path == fileName) {
-      jumpTable.assign(jumps.size(), -1);
-      cachedSampleIndex = -1;
-      storedEdited = true;
-      appendable = false;
-      dirty = true;
+      jumpTable.assign(jumps.size(), -1);  // What is left of the file is not to be read.
+      forbidAppend();
     }
     return false;
   }
@@ -98,10 +95,27 @@ bool VekRwMemCache::rewrite(const std::string& path) {
   return true;
 }
 
+// The file is incomplete: only writing it anew makes it whole.
+void VekRwMemCache::forbidAppend() {
+  cachedSampleIndex = -1;
+  dirty = true;
+  appendable = false;
+  storedEdited = true;
+}
+
 // Loads everything; false when something that the file holds cannot be read, which writing the
 // file would lose.
 bool VekRwMemCache::loadAllStored() {
-  if (!loadAllSamples()) return false;
+  // One stream for all of it; a file that may not be written can still be read.
+  if (!file.isOpen()) file.open(fileName.c_str(), "r");
+  const bool keep = keepOpen;
+  keepOpen = true;
+  const bool complete = loadAllSamples() && holdsAllStored();
+  keepOpen = keep;
+  return complete;
+}
+
+bool VekRwMemCache::holdsAllStored() {
   for (int sample = 0; sample < metadata.numSamples; ++sample) {
     for (int obj = 0; obj < getNumObjects(); ++obj) {
       if (!sampleSlot(sample, obj) && isStored(sample, obj)) return false;
@@ -110,8 +124,8 @@ bool VekRwMemCache::loadAllStored() {
   return true;
 }
 
-bool VekRwMemCache::writeFile(const std::string& path, std::vector<__int64>& jumps) {
-  if (!file.open(path.c_str(), "w") || !writeHead()) return false;
+bool VekRwMemCache::writeFile(std::vector<__int64>& jumps) {
+  if (!writeHead()) return false;
   if (metadata.numSamples >= 1) {
     if (sampleTable.size() != jumps.size()) return false;
     VekSAMSChunk stream;
@@ -187,8 +201,11 @@ bool VekRwMemCache::append() {
 }
 
 bool VekRwMemCache::writeEmptyFile() {
+  if (!file.open(fileName.c_str(), "w")) return false;
   metadata.dateStamp = Platform::now();
-  return file.open(fileName.c_str(), "w") && writeHead() && file.close();
+  const bool written = writeHead() && file.close();
+  if (!written) forbidAppend();
+  return written;
 }
 
 bool VekRwMemCache::appendToFile() {
@@ -199,12 +216,17 @@ bool VekRwMemCache::appendToFile() {
   if (!file.open(fileName.c_str(), "r+") || !scanFile(scan) || !fitsFile(scan)) return false;
   const auto first = static_cast<int>(scan.fileJumps.size());
   std::vector<__int64> jumps = jumpTable;
-  if (!replaceHead(scan)) return false;
+  if (!fitsHead(scan)) return false;
   VekSAMSChunk stream;
-  if (!startSection(stream, scan, metadata.numSamples - first)) return false;
-  if (!writeSamples(stream, jumps, first) || !file.close()) return false;
-  jumpTable = std::move(jumps);
-  return true;
+  const bool written = guarded(false, [&] {
+    return replaceHead(scan) && startSection(stream, scan, metadata.numSamples - first) &&
+           writeSamples(stream, jumps, first) && file.close();
+  });
+  if (written)
+    jumpTable = std::move(jumps);
+  else
+    forbidAppend();
+  return written;
 }
 
 bool VekRwMemCache::scanFile(FileScan& scan) {
@@ -262,12 +284,19 @@ bool VekRwMemCache::scanTable(const VekHeader& h, FileScan& scan) {
   return end <= scan.endOfSAMS && file.seek(scan.endOfSAMS, SEEK_SET, true);
 }
 
+// Whether the file holds just the samples that this cache has stored there, at unchanged times:
+// others may have written to it, and times that were shifted must be written anew.
+bool VekRwMemCache::knowsSamples(const FileScan& scan) const {
+  return scan.fileJumps.size() == static_cast<std::size_t>(getNumStored()) &&
+         std::equal(scan.fileJumps.begin(), scan.fileJumps.end(), jumpTable.begin()) &&
+         scan.fileTimes.size() <= timeTable.size() &&
+         std::equal(scan.fileTimes.begin(), scan.fileTimes.end(), timeTable.begin());
+}
+
 // Whether the file's samples are the first of this cache's, with more to come.
 bool VekRwMemCache::fitsFile(const FileScan& scan) {
   const auto stored = scan.fileJumps.size();
-  if (static_cast<__int64>(stored) >= metadata.numSamples || jumpTable.size() < stored ||
-      !std::equal(scan.fileJumps.begin(), scan.fileJumps.end(), jumpTable.begin()))
-    return false;
+  if (static_cast<__int64>(stored) >= metadata.numSamples || !knowsSamples(scan)) return false;
   jumpTable.resize(static_cast<std::size_t>(metadata.numSamples), -1);
   if (scan.timeFREE != 0 && scan.timeFREE != scan.numFREE) return false;
   const bool nonUniform = !convertToUniformSampling();
@@ -285,12 +314,15 @@ bool VekRwMemCache::fitsFile(const FileScan& scan) {
   return true;
 }
 
-// Writes the head over the old one. Its computed length can differ from its size in the file:
-// nothing may be written over what follows it.
-bool VekRwMemCache::replaceHead(const FileScan& scan) {
+// Whether the new head has the size of the old one. Its computed length can differ from its size in
+// the file: nothing may be written over what follows it.
+bool VekRwMemCache::fitsHead(const FileScan& scan) {
   metadata.dateStamp = Platform::now();
-  return writtenSize(metadata) == headerSize + scan.lengthOfMETA &&
-         file.seek(scan.offsetToMETA, SEEK_SET, true) && metadata.write(file);
+  return writtenSize(metadata) == headerSize + scan.lengthOfMETA;
+}
+
+bool VekRwMemCache::replaceHead(const FileScan& scan) {
+  return file.seek(scan.offsetToMETA, SEEK_SET, true) && metadata.write(file);
 }
 
 // Continues the last section when its tables have room for the samples, else begins a new one.

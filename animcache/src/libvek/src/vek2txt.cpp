@@ -2,11 +2,13 @@
 //
 // The text dump of a file: one chunk a line, in file order.
 
-#include <iostream>
+#include <cstdio>
 #include <memory>
+#include <ostream>
 
-#include "VekDefaultFormat.h"
+#include "VekGuarded.h"
 #include "VekIndent.h"
+#include "VekToolOutput.h"
 #include "vekToolError.h"
 #include "vekUtils.h"
 
@@ -23,40 +25,51 @@ struct Counters {
   __int64 definitions = 0;
 };
 
-void printNumber(unsigned int tag, Counters& counters) {
+void printNumber(std::ostream& os, unsigned int tag, Counters& counters) {
   if (tag == Tag::SAMP) {
-    std::cout << "#" << counters.samples++;
+    os << "#" << counters.samples++;
     counters.objects = 0;
   } else if (tag == Tag::SOBJ) {
-    std::cout << "#" << counters.objects++;
+    os << "#" << counters.objects++;
   } else if (tag == Tag::DOBJ) {
-    std::cout << "#" << counters.objects++;
+    os << "#" << counters.objects++;
     counters.definitions = counters.objects;
   }
 }
 
-int dumpLeaf(const std::string& filename, const VekHeader& h, VekFile& file, int depth) {
+int dumpLeaf(std::ostream& os, const std::string& filename, const VekHeader& h, VekFile& file,
+             int depth) {
   const std::unique_ptr<VekChunk> chunk(VekChunk::create(h.tag, h.type));
   if (!chunk) return toolError(tool, "Unrecognized chunk type");
   if (!chunk->read(h, file)) return toolError(tool, filename + ": error reading leaf chunk");
-  chunk->print(std::cout, depth);
+  chunk->print(os, depth);
   return 0;
 }
 
-int dumpChunks(const std::string& filename, VekFile& file, Counters& counters) {
-  VekHeader h;
-  // The depth is that of the header's own position, before the header opens a group.
-  for (auto depth = static_cast<int>(file.getLevel()); file.readHeader(h);
-       depth = static_cast<int>(file.getLevel())) {
+/// Whether a whole header stands at the offset: then it was damaged, not the end of the file.
+bool hasHeaderAt(VekFile& file, __int64 offset) {
+  return file.seek(0, SEEK_END, true) &&
+         file.tell() - offset >= static_cast<__int64>(sizeof(VekHeader));
+}
+
+int dumpChunks(std::ostream& os, const std::string& filename, VekFile& file, Counters& counters) {
+  for (;;) {
+    // The depth is that of the header's own position, before the header opens a group.
+    const auto depth = static_cast<int>(file.getLevel());
+    const __int64 offset = file.tell();
+    VekHeader h;
+    if (!file.readHeader(h)) {
+      if (!hasHeaderAt(file, offset)) return 0;
+      return toolError(tool, filename + ": error reading leaf chunk");
+    }
     if (h.type == ValueType::Group || h.length == 0) {
-      h.print(printIndent(std::cout, depth)) << " : ";
-      printNumber(h.tag, counters);
-    } else if (dumpLeaf(filename, h, file, depth) != 0) {
+      h.print(printIndent(os, depth)) << " : ";
+      printNumber(os, h.tag, counters);
+    } else if (dumpLeaf(os, filename, h, file, depth) != 0) {
       return -1;
     }
-    std::cout << "\n";
+    os << "\n";
   }
-  return 0;
 }
 
 int dumpFile(const std::string& filename) {
@@ -65,9 +78,8 @@ int dumpFile(const std::string& filename) {
   VekFile file;
   if (!file.open(filename.c_str(), "r")) return toolError(tool, filename + ": could not open file");
   Counters counters;
-  const DefaultFormat format(std::cout);
-  if (dumpChunks(filename, file, counters) != 0) return -1;
-  std::cout.flush();
+  ToolOutput output;
+  if (dumpChunks(output.stream(), filename, file, counters) != 0) return -1;
   if (!file.close()) return toolError(tool, filename + ": error closing file");
   if (counters.definitions != counters.objects)
     return toolError(tool, "Number of SOBJ not match number of DOBJ");
@@ -79,5 +91,5 @@ int dumpFile(const std::string& filename) {
 }  // namespace Vek
 
 int vek2txt(const char* filename) {
-  return Vek::dumpFile(filename != nullptr ? filename : "");
+  return Vek::guarded(-1, [&] { return Vek::dumpFile(filename != nullptr ? filename : ""); });
 }

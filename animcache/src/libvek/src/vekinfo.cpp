@@ -2,11 +2,12 @@
 //
 // The summary of a file: its head, and every object with its attributes.
 
-#include <iostream>
+#include <ostream>
 
 #include "VekCache.h"
-#include "VekDefaultFormat.h"
+#include "VekGuarded.h"
 #include "VekPlatform.h"
+#include "VekToolOutput.h"
 #include "vekToolError.h"
 #include "vekUtils.h"
 
@@ -213,12 +214,13 @@ void Summary::printValues(const VekChunk* chunk) {
 }  // namespace Vek
 
 int vekinfo(const char* filename) {
-  Vek::VekRoMemCache cache;
-  const std::string name = filename != nullptr ? filename : "";
-  if (!cache.load(name.c_str(), true))
-    return Vek::toolError("vekinfo", name + ": could not open file");
-  const Vek::DefaultFormat format(std::cout);
-  Vek::Summary(cache, std::cout).print();
-  std::cout.flush();
-  return 0;
+  return Vek::guarded(-1, [&] {
+    Vek::VekRoMemCache cache;
+    const std::string name = filename != nullptr ? filename : "";
+    if (!cache.load(name.c_str(), true))
+      return Vek::toolError("vekinfo", name + ": could not open file");
+    Vek::ToolOutput output;
+    Vek::Summary(cache, output.stream()).print();
+    return 0;
+  });
 }

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "VekGuarded.h"
 #include "vekToolError.h"
 #include "vekUtils.h"
 
@@ -26,8 +27,7 @@ bool writeMETA(VekFile& file) {
   // The one sample of the file is not counted: readers of caches see a file without samples, and
   // the dump shows one. Both are what the file is for.
   meta.numSamples = 0;
-  meta.addDOBJ("foo");
-  meta.addDOBJ("bar");
+  if (meta.addDOBJ("foo") == nullptr || meta.addDOBJ("bar") == nullptr) return false;
   meta.addChild(
       new VekLeafChunk<std::string>(makeTag('A', 'B', 'C', 'D'), {"aaa", "bbb", "ccc", "ddd"}));
   return meta.write(file);
@@ -36,6 +36,7 @@ bool writeMETA(VekFile& file) {
 /// Writes the values 0, step, 2 step, ...
 bool writeRamp(VekFile& file, unsigned int tag, int count, float step) {
   std::vector<float> values;
+  values.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) values.push_back(step * static_cast<float>(i));
   return file.writeChunk(tag, values);
 }
@@ -70,5 +71,5 @@ int writeFile(const char* filename) {
 }  // namespace Vek
 
 int vektest(const char* filename) {
-  return Vek::writeFile(filename);
+  return Vek::guarded(-1, [&] { return Vek::writeFile(filename); });
 }

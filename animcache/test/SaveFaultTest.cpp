@@ -1,0 +1,1451 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Nothing is lost: an append leaves the bytes of earlier samples alone, and an append or a save
+// that fails leaves the cache in memory complete, so that it can be saved elsewhere. The faults are
+// real ones of the operating system: limits on the size of files, a full disk, missing files and
+// folders, and files without permission to write.
+
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ByteImage.h"
+#include "SceneImage.h"
+#include "VekCache.h"
+
+namespace {
+
+using namespace VekTest;
+using Vek::asLeaf;
+using Vek::VekDVEKChunk;
+using Vek::VekFile;
+using Vek::VekGroupChunk;
+using Vek::VekLeafChunk;
+using Vek::VekMETAChunk;
+using Vek::VekRoMemCache;
+using Vek::VekRwMemCache;
+using Vek::VekSAMSChunk;
+namespace Tag = Vek::Tag;
+
+// ---- The model ----
+
+using Positions = std::vector<float>;
+
+struct Sample {
+  float time = 0.0F;
+  std::vector<std::optional<Positions>> objects = {};  ///< nothing for an object never allocated
+};
+
+/// What a cache has to hold: objects with names, and their positions in every sample.
+struct Model {
+  std::string application = "exporter";
+  std::string sourceFile = "scene.ma";
+  std::vector<std::string> names = {"|wave", "|dust"};
+  std::vector<Sample> samples = {};
+};
+
+Positions positionsAt(float time, int obj) {
+  const auto o = static_cast<float>(obj);
+  Positions positions = {time, o, 0.5F};
+  if (obj > 0) positions.insert(positions.end(), {-time, o, 0.25F});
+  return positions;
+}
+
+Model modelAt(const std::vector<float>& times) {
+  Model model;
+  for (const float t : times) {
+    model.samples.push_back({t, {positionsAt(t, 0), positionsAt(t, 1)}});
+  }
+  return model;
+}
+
+/// Whether objects that nobody allocated are absent, as before a save, or empty, as in a file.
+enum class Unallocated { Absent, Empty };
+
+std::string differenceOf(const VekGroupChunk* data, const std::optional<Positions>& positions,
+                         Unallocated unallocated) {
+  if (!positions && unallocated == Unallocated::Absent) {
+    return data == nullptr ? "" : "has data that nobody allocated";
+  }
+  if (data == nullptr) return "has no data";
+  if (!positions) return data->numChildren() == 0 ? "" : "has data that nobody gave";
+  if (data->numChildren() != 1) return "has another number of chunks";
+  const auto* leaf = asLeaf<float>(data->getChild(0));
+  if (leaf == nullptr || leaf->getTag() != Tag::POSI) return "has other chunks";
+  return leaf->data == *positions ? "" : "has other positions";
+}
+
+/// The first difference between a cache and the model; empty when there is none.
+std::string difference(VekRoMemCache& cache, const Model& model, Unallocated unallocated) {
+  const auto number = [](std::size_t n) { return static_cast<int>(n); };
+  if (cache.getApplication() != model.application) return "another application";
+  if (cache.getSourceFile() != model.sourceFile) return "another source file";
+  if (cache.getNumObjects() != number(model.names.size())) return "another number of objects";
+  if (cache.getNumSamples() != number(model.samples.size())) {
+    return std::to_string(cache.getNumSamples()) + " samples";
+  }
+  for (std::size_t o = 0; o < model.names.size(); ++o) {
+    if (cache.getName(number(o)) != model.names[o]) return "another name of an object";
+  }
+  for (std::size_t s = 0; s < model.samples.size(); ++s) {
+    const Sample& sample = model.samples[s];
+    if (cache.getSampleTime(number(s)) != sample.time) {
+      return "sample " + std::to_string(s) + " is at another time";
+    }
+    for (std::size_t o = 0; o < model.names.size(); ++o) {
+      const std::string inside =
+          differenceOf(cache.getSample(number(s), number(o)),
+                       o < sample.objects.size() ? sample.objects[o] : std::nullopt, unallocated);
+      if (inside.empty()) continue;
+      return "object " + std::to_string(o) + " of sample " + std::to_string(s) + " " + inside;
+    }
+  }
+  return "";
+}
+
+/// The first difference between what a file holds and the model.
+std::string differenceOfFile(const std::string& file, const Model& model) {
+  VekRoMemCache cache;
+  if (!cache.load(file.c_str(), true)) return file + " does not load";
+  return difference(cache, model, Unallocated::Empty);
+}
+
+// ---- Files and edits ----
+
+VekGroupChunk* newObjectData(const Positions& positions) {
+  auto* data = new VekGroupChunk(Tag::SOBJ);
+  data->addChild(new VekLeafChunk<float>(Tag::POSI, 1, 3, positions));
+  return data;
+}
+
+/// Writes a file of the model whose tables have room for `room` more samples.
+void writeModel(const std::string& path, const Model& model, __int64 room) {
+  VekMETAChunk meta;
+  meta.application = model.application;
+  meta.sourceFile = model.sourceFile;
+  meta.dateStamp = 1234567890;
+  for (const std::string& name : model.names) meta.addDOBJ(name.c_str());
+  meta.numSamples = static_cast<__int64>(model.samples.size());
+  meta.firstTime = model.samples.front().time;
+  meta.lastTime = model.samples.back().time;
+  bool even = true;
+  for (std::size_t s = 1; s < model.samples.size(); ++s) {
+    even = even && model.samples[s].time - model.samples[s - 1].time == 1.0F;
+  }
+  meta.rate = even ? 1.0F : 0.0F;
+
+  VekFile file(path.c_str(), "w");
+  VekSAMSChunk stream;
+  bool ok = VekDVEKChunk().write(file) && meta.write(file) &&
+            stream.writeStart(file, meta.numSamples, room, !even);
+  for (Sample sample : model.samples) {
+    ok = ok && stream.writeStartSAMPChunk(file, meta.getNumObjects(), &sample.time);
+    for (const auto& object : sample.objects) {
+      const std::unique_ptr<VekGroupChunk> data(newObjectData(object.value()));
+      ok = ok && stream.writeSOBJChunk(file, data.get());
+    }
+    ok = ok && stream.writeEndSAMPChunk(file);
+  }
+  if (!ok || !stream.writeEnd(file) || !file.close()) std::abort();
+}
+
+/// Adds a sample after the last one, which leaves the cache able to append. Object 1 is not
+/// allocated when `whole` is false.
+void addSample(VekRwMemCache& cache, Model& model, float time, bool whole = true) {
+  std::vector<VekGroupChunk*> frame;
+  if (whole) {
+    if (!cache.allocFrame(time, frame)) std::abort();
+  } else {
+    frame.push_back(cache.allocSample(time, 0));
+  }
+  Sample sample{time, {}};
+  for (std::size_t o = 0; o < frame.size(); ++o) {
+    const Positions positions = positionsAt(time, static_cast<int>(o));
+    frame.at(o)->addChild(new VekLeafChunk<float>(Tag::POSI, 1, 3, positions));
+    sample.objects.emplace_back(positions);
+  }
+  model.samples.push_back(sample);
+}
+
+/// Where the samples of a file stand.
+std::vector<__int64> sampleOffsets(const std::string& file) {
+  OpenCache cache(file.c_str());
+  return cache.jumpTable;
+}
+
+/// The bytes of the sample at that offset, its header included.
+std::string sampleBytes(const std::string& bytes, __int64 offset) {
+  const auto at = static_cast<std::size_t>(offset);
+  if (bytes.size() < at + 16) return "";
+  std::int64_t length = 0;
+  std::memcpy(&length, &bytes[at + 8], sizeof length);
+  return bytes.substr(at, 16 + static_cast<std::size_t>(length));
+}
+
+/// The number of the first sample whose bytes are not what they were; -1 when there is none.
+int firstChangedSample(const std::string& before, const std::string& after,
+                       const std::vector<__int64>& offsets) {
+  for (std::size_t s = 0; s < offsets.size(); ++s) {
+    const std::string sample = sampleBytes(before, offsets[s]);
+    if (after.compare(static_cast<std::size_t>(offsets[s]), sample.size(), sample) != 0) {
+      return static_cast<int>(s);
+    }
+  }
+  return -1;
+}
+
+// ---- Child processes ----
+
+/// What a child process tells its parent, which alone can make a test fail.
+class Report {
+ public:
+  explicit Report(int pipe) : m_pipe(pipe) {}
+
+  /// Says what the following checks are about; the parent hears of it when the child crashes.
+  void at(const std::string& where) {
+    m_where = where;
+    send("@" + where);
+  }
+  void check(bool ok, const std::string& what) {
+    if (ok) return;
+    ++m_numFailures;
+    send("!" + m_where + ": " + what);
+  }
+  /// Checks a text that says what is wrong, or nothing.
+  void checkNone(const std::string& wrong, const std::string& what) {
+    check(wrong.empty(), what + ": " + wrong);
+  }
+  /// Whether enough went wrong to stop a loop.
+  bool isFull() const { return m_numFailures >= 5; }
+
+ private:
+  void send(const std::string& line) const {
+    const std::string text = line + "\n";
+    if (::write(m_pipe, text.data(), text.size()) < 0) std::abort();
+  }
+
+  int m_pipe;
+  int m_numFailures = 0;
+  std::string m_where = "at the start";
+};
+
+/// The failed checks among the lines of a report, and how the child ended unless it ended well.
+std::string outcome(const std::string& lines, int status) {
+  std::string failures;
+  std::string where;
+  for (std::size_t begin = 0; begin < lines.size();) {
+    const std::size_t end = std::min(lines.find('\n', begin), lines.size());
+    const std::string line = lines.substr(begin, end - begin);
+    if (line.front() == '!') failures += line.substr(1) + "\n";
+    if (line.front() == '@') where = line.substr(1);
+    begin = end + 1;
+  }
+  if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return failures;
+  return failures + "the child process died (status " + std::to_string(status) + "), " + where;
+}
+
+/// Runs checks in a child process; empty when all of them held.
+std::string runInChild(const std::function<void(Report&)>& checks) {
+  int ends[2];
+  if (::pipe(ends) != 0) return "no pipe";
+  std::fflush(nullptr);
+  const pid_t child = ::fork();
+  if (child < 0) return "no child process";
+  if (child == 0) {
+    ::close(ends[0]);
+    Report report(ends[1]);
+    checks(report);
+    std::exit(0);
+  }
+  ::close(ends[1]);
+  std::string lines;
+  char buffer[4096];
+  for (ssize_t n = 0; (n = ::read(ends[0], buffer, sizeof buffer)) > 0;) {
+    lines.append(buffer, static_cast<std::size_t>(n));
+  }
+  ::close(ends[0]);
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  return outcome(lines, status);
+}
+
+/// For one scope, no file can be written past so many bytes: the write that would do so stops there
+/// and the next one fails.
+class SizeLimit {
+ public:
+  explicit SizeLimit(rlim_t bytes) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    ::getrlimit(RLIMIT_FSIZE, &m_before);
+    const rlimit limit = {bytes, m_before.rlim_max};
+    if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) std::abort();
+  }
+  SizeLimit(const SizeLimit&) = delete;
+  SizeLimit& operator=(const SizeLimit&) = delete;
+  ~SizeLimit() { ::setrlimit(RLIMIT_FSIZE, &m_before); }
+
+ private:
+  rlimit m_before = {};
+};
+
+/// More bytes than any file of these tests has.
+constexpr rlim_t kTooMany = 20000;
+
+class SaveFaultTest : public FileTest {
+ protected:
+  std::string bytes(const std::string& name = "file.vek") const { return readFile(path(name)); }
+
+  /// Saves the cache, which could not be saved before, elsewhere.
+  void expectSavedElsewhere(VekRwMemCache& cache, const Model& model) {
+    EXPECT_TRUE(cache.isDirty());
+    bool written = false;
+    bool removed = true;
+    ASSERT_TRUE(cache.saveAs(path("elsewhere.vek").c_str(), &written, &removed));
+    EXPECT_TRUE(written);
+    EXPECT_FALSE(removed);
+    EXPECT_FALSE(cache.isDirty());
+    EXPECT_EQ(differenceOfFile(path("elsewhere.vek"), model), "");
+    EXPECT_EQ(difference(cache, model, Unallocated::Empty), "");
+  }
+};
+
+// ---- A successful append ----
+
+struct AppendCase {
+  const char* name;
+  std::vector<float> times;
+  __int64 room;
+  std::vector<float> added;
+  bool fits;  ///< whether the room is enough
+
+  friend void PrintTo(const AppendCase& c, std::ostream* os) { *os << c.name; }
+};
+
+class AppendTest : public SaveFaultTest, public ::testing::WithParamInterface<AppendCase> {
+ protected:
+  void SetUp() override {
+    SaveFaultTest::SetUp();
+    model = modelAt(GetParam().times);
+    writeModel(path(), model, GetParam().room);
+    before = bytes();
+    offsets = sampleOffsets(path());
+    ASSERT_EQ(offsets.size(), model.samples.size());
+  }
+  void append() {
+    VekRwMemCache cache(path().c_str());
+    for (const float t : GetParam().added) addSample(cache, model, t);
+    ASSERT_TRUE(cache.append());
+    EXPECT_FALSE(cache.isDirty());
+  }
+  static std::size_t endOfHead(const std::string& file) { return file.find("SAMS"); }
+
+  Model model;
+  std::string before;
+  std::vector<__int64> offsets;
+};
+
+TEST_P(AppendTest, changesNoByteOfAnEarlierSample) {
+  append();
+  EXPECT_GT(bytes().size(), before.size());
+  EXPECT_EQ(firstChangedSample(before, bytes(), offsets), -1);
+  EXPECT_EQ(bytes().substr(0, 24), before.substr(0, 24)) << "the file header";
+  EXPECT_EQ(endOfHead(bytes()), endOfHead(before));
+}
+
+TEST_P(AppendTest, changesNothingButTheHeadAndTheTablesThatItFills) {
+  append();
+  const std::size_t from =
+      GetParam().fits ? static_cast<std::size_t>(offsets[0]) : endOfHead(before);
+  EXPECT_EQ(bytes().substr(from, before.size() - from), before.substr(from));
+}
+
+TEST_P(AppendTest, addsNothingBeforeTheEndOfTheFile) {
+  append();
+  const std::vector<__int64> joined = sampleOffsets(path());
+  ASSERT_EQ(joined.size(), model.samples.size());
+  for (std::size_t s = offsets.size(); s < joined.size(); ++s) {
+    EXPECT_GE(joined[s], static_cast<__int64>(before.size()));
+    EXPECT_EQ(sampleBytes(bytes(), joined[s]).substr(0, 4), "SAMP");
+  }
+}
+
+TEST_P(AppendTest, leavesAFileThatLoadsWithTheJoinedTables) {
+  append();
+  OpenCache cache;
+  ASSERT_TRUE(cache.load(path().c_str()));
+  ASSERT_EQ(cache.jumpTable.size(), model.samples.size());
+  for (std::size_t s = 0; s < offsets.size(); ++s) EXPECT_EQ(cache.jumpTable[s], offsets[s]);
+  if (cache.isNonUniform()) {
+    ASSERT_EQ(cache.timeTable.size(), model.samples.size());
+    for (std::size_t s = 0; s < model.samples.size(); ++s) {
+      EXPECT_EQ(cache.timeTable[s], model.samples[s].time);
+    }
+  } else {
+    EXPECT_TRUE(cache.timeTable.empty());
+  }
+  EXPECT_EQ(cache.getLastTime(), model.samples.back().time);
+  EXPECT_EQ(differenceOfFile(path(), model), "");
+}
+
+TEST_P(AppendTest, changesNoByteOfAnEarlierSampleWhenRepeated) {
+  VekRwMemCache cache(path().c_str());
+  for (int round = 0; round < 5; ++round) {
+    SCOPED_TRACE("append " + std::to_string(round));
+    before = bytes();
+    offsets = sampleOffsets(path());
+    const std::size_t n = model.samples.size();
+    const float gap = model.samples[n - 1].time - model.samples[n - 2].time;
+    addSample(cache, model, model.samples[n - 1].time + gap, round % 2 == 0);
+    ASSERT_TRUE(cache.append());
+    EXPECT_EQ(firstChangedSample(before, bytes(), offsets), -1);
+    EXPECT_EQ(differenceOfFile(path(), model), "");
+    EXPECT_EQ(difference(cache, model, Unallocated::Empty), "");
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Saved, AppendTest,
+    ::testing::Values(AppendCase{"even", {1, 2, 3}, 3, {4}, true},
+                      AppendCase{"evenFillsTheRoom", {1, 2, 3}, 2, {4, 5}, true},
+                      AppendCase{"evenRoomTooSmall", {1, 2, 3}, 1, {4, 5}, false},
+                      AppendCase{"evenWithoutRoom", {1, 2, 3}, 0, {4}, false},
+                      AppendCase{"uneven", {1, 2, 4}, 3, {6}, true},
+                      AppendCase{"unevenFillsTheRoom", {1, 2, 4}, 2, {6, 7}, true},
+                      AppendCase{"unevenRoomTooSmall", {1, 2, 4}, 1, {6, 7}, false},
+                      AppendCase{"unevenWithoutRoom", {1, 2, 4}, 0, {6}, false}),
+    [](const auto& tested) { return std::string(tested.param.name); });
+
+TEST_F(SaveFaultTest, appendReadsNoEarlierSample) {
+  Model model = modelAt({1, 2, 3});
+  writeModel(path(), model, 4);
+  const std::vector<__int64> offsets = sampleOffsets(path());
+  overwrite(path(), static_cast<std::size_t>(offsets[1]), "DEAD");
+  const std::string before = bytes();
+  VekRwMemCache cache(path().c_str());
+  addSample(cache, model, 4.0F);
+  EXPECT_TRUE(cache.append());
+  EXPECT_EQ(firstChangedSample(before, bytes(), offsets), -1);
+}
+
+// ---- A write that fails, at every byte ----
+
+/// A cache to be saved, and how.
+struct FaultCase {
+  const char* name;
+  std::vector<float> times;  ///< of the file
+  __int64 room;
+  std::vector<float> added;
+
+  friend void PrintTo(const FaultCase& c, std::ostream* os) { *os << c.name; }
+};
+
+const FaultCase kFaultCases[] = {
+    {"evenIntoTheRoom", {1, 2, 3}, 2, {4}},
+    {"unevenIntoTheRoom", {1, 2, 4}, 2, {6, 7}},
+    {"evenIntoANewSection", {1, 2}, 0, {3}},
+    {"unevenIntoANewSection", {1, 2, 4}, 1, {6, 7}},
+};
+
+std::string nameOfFaultCase(const ::testing::TestParamInfo<FaultCase>& tested) {
+  return tested.param.name;
+}
+
+/// Saves under every limit from 0 bytes on until that succeeds. Runs in a child process.
+class EveryLimitTest : public SaveFaultTest, public ::testing::WithParamInterface<FaultCase> {
+ protected:
+  void SetUp() override {
+    SaveFaultTest::SetUp();
+    base = modelAt(GetParam().times);
+    writeModel(path(), base, GetParam().room);
+    original = bytes();
+    offsets = sampleOffsets(path());
+  }
+  /// A cache loaded from the file as it was at first, with the new samples.
+  std::unique_ptr<VekRwMemCache> makeCache(Model& model, bool keepOpen = true) {
+    writeFile(original);
+    model = base;
+    auto cache = std::make_unique<VekRwMemCache>(path().c_str(), keepOpen);
+    bool whole = true;
+    for (const float t : GetParam().added) {
+      addSample(*cache, model, t, whole);
+      whole = false;
+    }
+    return cache;
+  }
+  /// Calls `attempt` for a new cache under each limit. After a failure the limit is lifted and
+  /// `afterFailure` is called, and the loop goes on; after a success it ends.
+  void forEveryLimit(
+      Report& report, const std::function<bool(VekRwMemCache&)>& attempt,
+      const std::function<void(Report&, VekRwMemCache&, const Model&)>& afterFailure) {
+    for (rlim_t limit = 0; limit < kTooMany && !report.isFull(); ++limit) {
+      report.at("limit " + std::to_string(limit));
+      Model model;
+      const std::unique_ptr<VekRwMemCache> cache = makeCache(model, limit % 2 == 0);
+      bool ok = false;
+      {
+        const SizeLimit limited(limit);
+        ok = attempt(*cache);
+      }
+      if (ok) {
+        const std::string& name = cache->getFilename();
+        report.check(!cache->isDirty(), "dirty after a success");
+        report.check(readFile(name).size() <= limit, "more bytes than the limit");
+        report.checkNone(differenceOfFile(name, model), "the saved file");
+        report.checkNone(difference(*cache, model, Unallocated::Empty), "the saved cache");
+        return;
+      }
+      report.check(cache->isDirty(), "clean after a failure");
+      afterFailure(report, *cache, model);
+    }
+    report.check(report.isFull(), "never succeeded");
+  }
+  /// Saves the cache elsewhere and compares what is there.
+  void saveElsewhere(Report& report, VekRwMemCache& cache, const Model& model) {
+    const std::string elsewhere = path("elsewhere.vek");
+    std::filesystem::remove(elsewhere);
+    report.check(cache.saveAs(elsewhere.c_str()), "saveAs to a good place failed");
+    report.check(!cache.isDirty(), "dirty after saveAs to a good place");
+    report.checkNone(differenceOfFile(elsewhere, model), "the file elsewhere");
+    report.checkNone(difference(cache, model, Unallocated::Empty), "the cache saved elsewhere");
+  }
+
+  Model base;
+  std::string original;
+  std::vector<__int64> offsets;
+};
+
+TEST_P(EveryLimitTest, failedAppendLeavesTheCacheCompleteAndEarlierSamplesAlone) {
+  EXPECT_EQ(runInChild([&](Report& report) {
+              forEveryLimit(
+                  report, [](VekRwMemCache& cache) { return cache.append(); },
+                  [&](Report& r, VekRwMemCache& cache, const Model& model) {
+                    r.check(firstChangedSample(original, bytes(), offsets) == -1,
+                            "an earlier sample changed");
+                    r.check(cache.getFilename() == path(), "another file name");
+                    r.checkNone(difference(cache, model, Unallocated::Absent), "the cache");
+                    saveElsewhere(r, cache, model);
+                  });
+            }),
+            "");
+}
+
+TEST_P(EveryLimitTest, cacheIsSavedElsewhereRightAfterAFailedAppend) {
+  // Nothing is looked at in between, so that the earlier samples come from the file that the
+  // append has begun to change.
+  EXPECT_EQ(runInChild([&](Report& report) {
+              forEveryLimit(
+                  report, [](VekRwMemCache& cache) { return cache.append(); },
+                  [&](Report& r, VekRwMemCache& cache, const Model& model) {
+                    saveElsewhere(r, cache, model);
+                  });
+            }),
+            "");
+}
+
+TEST_P(EveryLimitTest, appendSucceedsFromTheSizeOfTheFileOn) {
+  Model model;
+  const std::unique_ptr<VekRwMemCache> cache = makeCache(model);
+  ASSERT_TRUE(cache->append());
+  const rlim_t size = bytes().size();
+  EXPECT_EQ(runInChild([&](Report& report) {
+              for (const rlim_t limit : {size - 1, size}) {
+                report.at("limit " + std::to_string(limit));
+                const std::unique_ptr<VekRwMemCache> limited = makeCache(model);
+                const SizeLimit inForce(limit);
+                report.check(limited->append() == (limit == size), "another result");
+              }
+            }),
+            "");
+}
+
+TEST_P(EveryLimitTest, failedAppendIsMadeGoodByASaveUnderTheSameName) {
+  EXPECT_EQ(runInChild([&](Report& report) {
+              forEveryLimit(
+                  report, [](VekRwMemCache& cache) { return cache.append(); },
+                  [&](Report& r, VekRwMemCache& cache, const Model& model) {
+                    r.check(cache.save(), "save failed");
+                    r.check(!cache.isDirty(), "dirty after the save");
+                    r.checkNone(differenceOfFile(path(), model), "the file");
+                    r.checkNone(difference(cache, model, Unallocated::Empty), "the cache");
+                  });
+            }),
+            "");
+}
+
+TEST_P(EveryLimitTest, failedSaveLeavesTheCacheComplete) {
+  EXPECT_EQ(runInChild([&](Report& report) {
+              bool written = true;
+              bool removed = true;
+              forEveryLimit(
+                  report,
+                  [&](VekRwMemCache& cache) {
+                    written = removed = true;
+                    return cache.save(&written, &removed);
+                  },
+                  [&](Report& r, VekRwMemCache& cache, const Model& model) {
+                    r.check(!written && !removed, "something was written or removed");
+                    r.check(cache.getFilename() == path(), "another file name");
+                    r.checkNone(difference(cache, model, Unallocated::Absent), "the cache");
+                    saveElsewhere(r, cache, model);
+                  });
+              report.check(written && !removed, "other outputs after a success");
+            }),
+            "");
+}
+
+TEST_P(EveryLimitTest, failedSaveIsMadeGoodByASaveUnderTheSameName) {
+  EXPECT_EQ(runInChild([&](Report& report) {
+              forEveryLimit(
+                  report, [](VekRwMemCache& cache) { return cache.save(); },
+                  [&](Report& r, VekRwMemCache& cache, const Model& model) {
+                    r.check(cache.save(), "save failed");
+                    r.checkNone(differenceOfFile(path(), model), "the file");
+                    r.checkNone(difference(cache, model, Unallocated::Empty), "the cache");
+                  });
+            }),
+            "");
+}
+
+TEST_P(EveryLimitTest, failedRewriteElsewhereLeavesTheCacheAndItsFile) {
+  const std::string elsewhere = path("elsewhere.vek");
+  EXPECT_EQ(runInChild([&](Report& report) {
+              forEveryLimit(
+                  report, [&](VekRwMemCache& cache) { return cache.saveAs(elsewhere.c_str()); },
+                  [&](Report& r, VekRwMemCache& cache, const Model& model) {
+                    r.check(bytes() == original, "the cache's own file changed");
+                    r.check(cache.getFilename() == path(), "another file name");
+                    r.checkNone(difference(cache, model, Unallocated::Absent), "the cache");
+                    r.check(cache.objectHas(1, Tag::POSI), "an object lost its first sample");
+                    saveElsewhere(r, cache, model);
+                  });
+            }),
+            "");
+}
+
+TEST_P(EveryLimitTest, cacheStillAppendsToItsFileAfterAFailedRewriteElsewhere) {
+  const std::string elsewhere = path("elsewhere.vek");
+  EXPECT_EQ(runInChild([&](Report& report) {
+              forEveryLimit(
+                  report, [&](VekRwMemCache& cache) { return cache.saveAs(elsewhere.c_str()); },
+                  [&](Report& r, VekRwMemCache& cache, const Model& model) {
+                    r.check(cache.append(), "append failed");
+                    r.check(firstChangedSample(original, bytes(), offsets) == -1,
+                            "an earlier sample changed");
+                    r.check(sampleOffsets(path()).size() == model.samples.size(), "another table");
+                    r.checkNone(differenceOfFile(path(), model), "the file");
+                    r.check(cache.objectHas(1, Tag::POSI), "an object lost its first sample");
+                  });
+            }),
+            "");
+}
+
+INSTANTIATE_TEST_SUITE_P(SaveFault, EveryLimitTest, ::testing::ValuesIn(kFaultCases),
+                         nameOfFaultCase);
+
+TEST_F(SaveFaultTest, cacheBuiltInMemoryIsCompleteAfterAFailureAtEveryByte) {
+  const std::string failed = runInChild([&](Report& report) {
+    for (rlim_t limit = 0; !report.isFull(); ++limit) {
+      report.at("limit " + std::to_string(limit));
+      VekRwMemCache cache;
+      Model model;
+      cache.setApplication(model.application);
+      cache.setSourceFile(model.sourceFile);
+      cache.setName(0, "|wave");
+      cache.setName(1, "|dust");
+      addSample(cache, model, 1.0F);
+      addSample(cache, model, 2.0F, false);
+      addSample(cache, model, 4.0F);
+      bool ok = false;
+      {
+        const SizeLimit limited(limit);
+        ok = cache.saveAs(path().c_str());
+      }
+      if (ok) {
+        report.check(bytes().size() == limit, "not the first limit that is enough");
+        report.checkNone(differenceOfFile(path(), model), "the file");
+        return;
+      }
+      report.check(limit < kTooMany, "never succeeded");
+      if (limit >= kTooMany) return;
+      report.check(cache.isDirty(), "clean after a failure");
+      report.check(cache.getFilename().empty(), "a file name after a failure");
+      report.checkNone(difference(cache, model, Unallocated::Absent), "the cache");
+      report.check(cache.saveAs(path("good.vek").c_str()), "saveAs to a good place failed");
+      report.checkNone(differenceOfFile(path("good.vek"), model), "the file elsewhere");
+    }
+  });
+  EXPECT_EQ(failed, "");
+}
+
+TEST_F(SaveFaultTest, cacheWithoutSamplesIsCompleteAfterAFailureAtEveryByte) {
+  const std::string failed = runInChild([&](Report& report) {
+    for (rlim_t limit = 0; !report.isFull(); ++limit) {
+      report.at("limit " + std::to_string(limit));
+      VekRwMemCache cache;
+      Model model;
+      cache.setApplication(model.application);
+      cache.setSourceFile(model.sourceFile);
+      cache.setName(0, "|wave");
+      cache.setName(1, "|first");
+      report.check(cache.saveAs(path().c_str()), "the first save failed");
+      cache.setName(1, "|dust");
+      bool ok = false;
+      {
+        const SizeLimit limited(limit);
+        ok = cache.append();
+      }
+      if (ok) {
+        report.check(bytes().size() == limit, "not the first limit that is enough");
+        report.check(!cache.isDirty(), "dirty after a success");
+        report.checkNone(differenceOfFile(path(), model), "the file");
+        return;
+      }
+      report.check(limit < kTooMany, "never succeeded");
+      if (limit >= kTooMany) return;
+      report.check(cache.isDirty(), "clean after a failure");
+      report.checkNone(difference(cache, model, Unallocated::Absent), "the cache");
+      report.check(cache.saveAs(path("good.vek").c_str()), "saveAs to a good place failed");
+      report.checkNone(differenceOfFile(path("good.vek"), model), "the file elsewhere");
+    }
+  });
+  EXPECT_EQ(failed, "");
+}
+
+TEST_F(SaveFaultTest, editsAfterAFailureAreSavedWithTheOthers) {
+  Model model = modelAt({1, 2, 3});
+  writeModel(path(), model, 2);
+  const std::string failed = runInChild([&](Report& report) {
+    VekRwMemCache cache(path().c_str());
+    addSample(cache, model, 4.0F);
+    {
+      const SizeLimit limited(500);
+      report.check(!cache.save(), "the limit had no effect");
+    }
+    addSample(cache, model, 5.0F);
+    model.names[0] = "|renamed|later";
+    cache.setName(0, model.names[0].c_str());
+    report.checkNone(difference(cache, model, Unallocated::Absent), "the cache");
+    report.check(cache.save(), "save failed");
+    report.checkNone(differenceOfFile(path(), model), "the file");
+  });
+  EXPECT_EQ(failed, "");
+}
+
+TEST_F(SaveFaultTest, clearedSamplesStayClearedAfterAFailedSave) {
+  Model model = modelAt({1, 2, 3, 5});
+  writeModel(path(), model, 2);
+  const std::string failed = runInChild([&](Report& report) {
+    VekRwMemCache cache(path().c_str());
+    cache.truncate(2.0F);
+    model.samples.resize(2);
+    cache.allocSample(1.0F, 1)->reset();
+    model.samples[0].objects[1].reset();
+    {
+      const SizeLimit limited(600);
+      report.check(!cache.save(), "the limit had no effect");
+    }
+    report.check(cache.isDirty(), "clean after a failure");
+    report.check(!cache.append(), "an append cannot save a truncation");
+    report.checkNone(difference(cache, model, Unallocated::Empty), "the cache");
+    report.check(cache.save(), "save failed");
+    report.checkNone(differenceOfFile(path(), model), "the file");
+  });
+  EXPECT_EQ(failed, "");
+}
+
+// ---- Places where nothing can be written ----
+
+class BadPlaceTest : public SaveFaultTest, public ::testing::WithParamInterface<const char*> {
+ protected:
+  /// The bad place of the test.
+  std::string badPlace() {
+    const std::string kind = GetParam();
+    if (kind == "fullDisk") {
+      std::filesystem::create_symlink("/dev/full", path("full.vek"));
+      return path("full.vek");
+    }
+    if (kind == "missingFolder") return path("missing/file.vek");
+    if (kind == "folder") {
+      std::filesystem::create_directory(path("folder.vek"));
+      return path("folder.vek");
+    }
+    if (kind == "fileAsFolder") return writeFile(std::string("text"), "text") + "/file.vek";
+    return "";
+  }
+};
+
+TEST_P(BadPlaceTest, failedSaveAsLeavesTheCacheAndItsFile) {
+  Model model = modelAt({1, 2, 3});
+  writeModel(path(), model, 5);
+  const std::string before = bytes();
+  VekRwMemCache cache(path().c_str());
+  addSample(cache, model, 4.0F, false);
+  bool written = true;
+  bool removed = true;
+  EXPECT_FALSE(cache.saveAs(badPlace().c_str(), &written, &removed));
+  EXPECT_FALSE(written);
+  EXPECT_FALSE(removed);
+  EXPECT_EQ(cache.getFilename(), path());
+  EXPECT_EQ(bytes(), before);
+  EXPECT_EQ(difference(cache, model, Unallocated::Absent), "");
+  EXPECT_TRUE(cache.objectHas(0, Tag::POSI));
+  expectSavedElsewhere(cache, model);
+}
+
+TEST_P(BadPlaceTest, cacheStillAppendsToItsFileAfterAFailedSaveAs) {
+  Model model = modelAt({1, 2, 4});
+  writeModel(path(), model, 5);
+  const std::string before = bytes();
+  const std::vector<__int64> offsets = sampleOffsets(path());
+  VekRwMemCache cache(path().c_str());
+  addSample(cache, model, 7.0F);
+  EXPECT_FALSE(cache.saveAs(badPlace().c_str()));
+  EXPECT_TRUE(cache.append());
+  EXPECT_EQ(firstChangedSample(before, bytes(), offsets), -1);
+  EXPECT_EQ(differenceOfFile(path(), model), "");
+}
+
+TEST_P(BadPlaceTest, cacheBuiltInMemoryIsSavedElsewhere) {
+  VekRwMemCache cache;
+  Model model;
+  cache.setApplication(model.application);
+  cache.setSourceFile(model.sourceFile);
+  cache.setName(0, "|wave");
+  cache.setName(1, "|dust");
+  addSample(cache, model, 3.0F, false);
+  addSample(cache, model, 5.0F);
+  EXPECT_FALSE(cache.saveAs(badPlace().c_str()));
+  EXPECT_EQ(cache.getFilename(), "");
+  EXPECT_EQ(difference(cache, model, Unallocated::Absent), "");
+  expectSavedElsewhere(cache, model);
+}
+
+TEST_P(BadPlaceTest, cacheWithoutSamplesIsSavedElsewhere) {
+  VekRwMemCache cache;
+  Model model;
+  cache.setApplication(model.application);
+  cache.setSourceFile(model.sourceFile);
+  cache.setName(0, "|wave");
+  cache.setName(1, "|dust");
+  EXPECT_FALSE(cache.saveAs(badPlace().c_str()));
+  expectSavedElsewhere(cache, model);
+}
+
+INSTANTIATE_TEST_SUITE_P(SaveFault, BadPlaceTest,
+                         ::testing::Values("fullDisk", "missingFolder", "folder", "fileAsFolder",
+                                           "noName"),
+                         [](const auto& tested) { return std::string(tested.param); });
+
+/// Everything of the cache is in memory, and its file has become a full disk.
+class FullDiskTest : public SaveFaultTest {
+ protected:
+  void putOnAFullDisk(VekRwMemCache& cache, const Model& model) {
+    ASSERT_EQ(difference(cache, model, Unallocated::Absent), "");
+    ASSERT_TRUE(cache.close());
+    std::filesystem::remove(path());
+    std::filesystem::create_symlink("/dev/full", path());
+  }
+  /// Makes room again: the cache's file is there, empty.
+  void makeRoom() {
+    std::filesystem::remove(path());
+    writeFile(std::string());
+  }
+};
+
+TEST_F(FullDiskTest, failedAppendAndSaveLeaveTheCacheComplete) {
+  for (const std::vector<float>& times :
+       {std::vector<float>{1, 2, 3}, std::vector<float>{1, 2, 4}}) {
+    Model model = modelAt(times);
+    std::filesystem::remove(path());
+    writeModel(path(), model, 5);
+    VekRwMemCache cache(path().c_str());
+    addSample(cache, model, 2.0F * times[2] - times[1]);
+    putOnAFullDisk(cache, model);
+    EXPECT_FALSE(cache.append());
+    EXPECT_TRUE(cache.isDirty());
+    EXPECT_FALSE(cache.save());
+    EXPECT_EQ(difference(cache, model, Unallocated::Absent), "");
+    EXPECT_EQ(cache.getFilename(), path());
+    expectSavedElsewhere(cache, model);
+  }
+}
+
+TEST_F(FullDiskTest, sameNameIsGoodAgainWhenThereIsRoom) {
+  Model model = modelAt({1, 2, 3});
+  writeModel(path(), model, 5);
+  VekRwMemCache cache(path().c_str());
+  addSample(cache, model, 4.0F);
+  putOnAFullDisk(cache, model);
+  EXPECT_FALSE(cache.save());
+  makeRoom();
+  EXPECT_TRUE(cache.save());
+  EXPECT_EQ(differenceOfFile(path(), model), "");
+}
+
+TEST_F(FullDiskTest, failedAppendOfAHeadOnlyLeavesTheCacheComplete) {
+  VekRwMemCache cache;
+  Model model;
+  cache.setApplication(model.application);
+  cache.setSourceFile(model.sourceFile);
+  cache.setName(0, "|wave");
+  ASSERT_TRUE(cache.saveAs(path().c_str()));
+  cache.setName(1, "|dust");
+  putOnAFullDisk(cache, model);
+  EXPECT_FALSE(cache.append());
+  EXPECT_TRUE(cache.isDirty());
+  EXPECT_FALSE(cache.save());
+  expectSavedElsewhere(cache, model);
+}
+
+// ---- A file that is gone ----
+
+TEST_F(SaveFaultTest, missingFileIsNotAppendedToAndWrittenAnewFromItsOpenStream) {
+  Model model = modelAt({1, 2, 3});
+  writeModel(path(), model, 5);
+  VekRwMemCache cache(path().c_str(), true);
+  addSample(cache, model, 4.0F);
+  std::filesystem::remove(path());
+  EXPECT_FALSE(cache.append());
+  EXPECT_TRUE(cache.isDirty());
+  EXPECT_FALSE(std::filesystem::exists(path())) << "an append makes no file";
+  EXPECT_EQ(difference(cache, model, Unallocated::Absent), "");
+  EXPECT_TRUE(cache.save());
+  EXPECT_EQ(differenceOfFile(path(), model), "");
+}
+
+TEST_F(SaveFaultTest, missingFileIsWrittenAnewFromMemory) {
+  Model model = modelAt({1, 2, 3});
+  writeModel(path(), model, 5);
+  VekRwMemCache cache(path().c_str(), false);
+  addSample(cache, model, 4.0F);
+  ASSERT_EQ(difference(cache, model, Unallocated::Absent), "");
+  std::filesystem::remove(path());
+  EXPECT_FALSE(cache.append());
+  EXPECT_TRUE(cache.isDirty());
+  EXPECT_EQ(difference(cache, model, Unallocated::Absent), "");
+  EXPECT_TRUE(cache.save());
+  EXPECT_EQ(differenceOfFile(path(), model), "");
+}
+
+TEST_F(SaveFaultTest, missingFolderOfTheFileLeavesTheCacheComplete) {
+  Model model = modelAt({1, 2, 3});
+  std::filesystem::create_directory(path("folder"));
+  const std::string file = path("folder/file.vek");
+  writeModel(file, model, 5);
+  VekRwMemCache cache(file.c_str(), true);
+  addSample(cache, model, 4.0F);
+  std::filesystem::remove_all(path("folder"));
+  EXPECT_FALSE(cache.save());
+  EXPECT_EQ(difference(cache, model, Unallocated::Absent), "");
+  expectSavedElsewhere(cache, model);
+}
+
+TEST_F(SaveFaultTest, samplesThatAreGoneAreNotSavedAsNothing) {
+  Model model = modelAt({1, 2, 3});
+  writeModel(path(), model, 5);
+  const std::string before = bytes();
+  VekRwMemCache cache(path().c_str(), false);
+  addSample(cache, model, 4.0F);
+  std::filesystem::remove(path());
+  EXPECT_FALSE(cache.save());
+  EXPECT_FALSE(std::filesystem::exists(path()));
+  EXPECT_FALSE(cache.saveAs(path("elsewhere.vek").c_str()));
+  EXPECT_FALSE(std::filesystem::exists(path("elsewhere.vek")));
+  EXPECT_TRUE(cache.isDirty());
+
+  writeFile(before);
+  EXPECT_TRUE(cache.save());
+  EXPECT_EQ(differenceOfFile(path(), model), "");
+}
+
+TEST_F(SaveFaultTest, damagedSampleIsNotWrittenAnewAsNothing) {
+  Model model = modelAt({1, 2, 3});
+  writeModel(path(), model, 5);
+  overwrite(path(), static_cast<std::size_t>(sampleOffsets(path())[1]), "DEAD");
+  const std::string before = bytes();
+  VekRwMemCache cache(path().c_str());
+  cache.setName(0, "|a longer name than before");
+  EXPECT_FALSE(cache.save());
+  EXPECT_TRUE(cache.isDirty());
+  EXPECT_EQ(bytes(), before);
+}
+
+// ---- A file without permission to write ----
+
+/// Gives up the privileges of root, which would write to any file, and all ways back.
+bool dropPrivileges() {
+  if (::geteuid() != 0) return true;
+  return ::setgroups(0, nullptr) == 0 && ::setresgid(65534, 65534, 65534) == 0 &&
+         ::setresuid(65534, 65534, 65534) == 0;
+}
+
+class ReadOnlyTest : public SaveFaultTest {
+ protected:
+  /// Runs checks in a child process without privileges whose current folder is the test's: a path
+  /// to it may lead through folders that are closed to others.
+  std::string runUnprivileged(const std::function<void(Report&)>& checks) {
+    const std::string folder = std::filesystem::path(path()).parent_path().string();
+    if (::geteuid() == 0) {
+      for (const std::string& owned : {folder, path()}) {
+        if (::chown(owned.c_str(), 65534, 65534) != 0) return "no other owner for " + owned;
+      }
+    }
+    return runInChild([&](Report& report) {
+      const bool ready = ::chdir(folder.c_str()) == 0 && dropPrivileges();
+      report.check(ready, "no way into the folder without privileges");
+      if (ready) checks(report);
+      // The search for leaks at a normal exit needs the privileges.
+      ::_exit(0);
+    });
+  }
+};
+
+TEST_F(ReadOnlyTest, failedAppendAndSaveLeaveTheCacheComplete) {
+  Model model = modelAt({1, 2, 3});
+  writeModel(path(), model, 5);
+  const std::string before = bytes();
+  ASSERT_EQ(::chmod(path().c_str(), 0444), 0);
+  const std::string failed = runUnprivileged([&](Report& report) {
+    for (const bool loadAfterwards : {false, true}) {
+      report.at(loadAfterwards ? "loaded by load" : "loaded by the constructor");
+      Model edited = model;
+      auto cache = loadAfterwards ? std::make_unique<VekRwMemCache>()
+                                  : std::make_unique<VekRwMemCache>("file.vek");
+      if (loadAfterwards) report.check(cache->load("file.vek", true), "load failed");
+      addSample(*cache, edited, 4.0F);
+      report.check(!cache->append(), "append to a file without permission");
+      report.check(cache->isDirty(), "clean after a failed append");
+      bool written = true;
+      bool removed = true;
+      report.check(!cache->save(&written, &removed), "save to a file without permission");
+      report.check(!written && !removed, "something was written or removed");
+      report.check(cache->isDirty(), "clean after a failed save");
+      report.check(readFile("file.vek") == before, "the file changed");
+      report.checkNone(difference(*cache, edited, Unallocated::Absent), "the cache");
+      report.check(cache->saveAs("elsewhere.vek"), "saveAs to a good place failed");
+      report.check(!cache->isDirty(), "dirty after saveAs to a good place");
+      report.checkNone(differenceOfFile("elsewhere.vek", edited), "the file elsewhere");
+    }
+  });
+  EXPECT_EQ(failed, "");
+}
+
+TEST_F(ReadOnlyTest, fileThatBecomesWritableIsAppendedTo) {
+  const Model base = modelAt({1, 2, 3});
+  writeModel(path(), base, 5);
+  const std::string before = bytes();
+  const std::vector<__int64> offsets = sampleOffsets(path());
+  const std::string failed = runUnprivileged([&](Report& report) {
+    for (const bool bySave : {false, true}) {
+      report.at(bySave ? "after a failed save" : "after a failed append");
+      std::ofstream("file.vek", std::ios::binary) << before;
+      report.check(::chmod("file.vek", 0444) == 0, "no change of permissions");
+      Model model = base;
+      VekRwMemCache cache("file.vek");
+      addSample(cache, model, 4.0F);
+      report.check(!(bySave ? cache.save() : cache.append()), "no permission was needed");
+      report.check(::chmod("file.vek", 0644) == 0, "no change of permissions");
+      // The file is as it was, and a sample behind the last one is still the only edit.
+      report.check(cache.append(), "append failed");
+      report.check(cache.save(), "save failed");
+      report.check(!cache.isDirty(), "dirty after the save");
+      report.check(firstChangedSample(before, readFile("file.vek"), offsets) == -1,
+                   "an earlier sample changed");
+      report.checkNone(differenceOfFile("file.vek", model), "the file");
+    }
+  });
+  EXPECT_EQ(failed, "");
+}
+
+TEST_F(ReadOnlyTest, failedSaveIntoAReadOnlyFolderLeavesTheCacheComplete) {
+  Model model = modelAt({1, 2, 3});
+  writeModel(path(), model, 5);
+  const std::string failed = runUnprivileged([&](Report& report) {
+    report.check(::mkdir("closed", 0555) == 0, "no folder");
+    VekRwMemCache cache("file.vek");
+    addSample(cache, model, 4.0F);
+    report.check(!cache.saveAs("closed/file.vek"), "saveAs into a closed folder");
+    report.check(cache.getFilename() == "file.vek", "another file name");
+    report.checkNone(difference(cache, model, Unallocated::Absent), "the cache");
+    report.check(cache.save(), "save failed");
+    report.checkNone(differenceOfFile("file.vek", model), "the file");
+  });
+  EXPECT_EQ(failed, "");
+}
+
+TEST_F(ReadOnlyTest, fileThatCannotBeDeletedIsNotReportedAsRemoved) {
+  writeModel(path(), modelAt({1, 2, 3}), 5);
+  const std::string failed = runUnprivileged([&](Report& report) {
+    report.check(::chmod(".", 0555) == 0, "no change of permissions");
+    VekRwMemCache cache("file.vek");
+    cache.deleteCache();
+    bool written = true;
+    bool removed = true;
+    report.check(cache.saveAs("file.vek", &written, &removed), "saveAs failed");
+    report.check(!written, "reported as written");
+    report.check(!removed, "reported as removed");
+    report.check(std::filesystem::exists("file.vek"), "the file is gone");
+    report.check(::chmod(".", 0755) == 0, "no change of permissions");
+  });
+  EXPECT_EQ(failed, "");
+}
+
+// ---- Files and edits that an append does not fit ----
+
+/// Changes the bytes of a file.
+void change(const std::string& file, const std::function<std::string(const std::string&)>& edit) {
+  std::string bytes;
+  {
+    std::ifstream in(file, std::ios::binary);
+    bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  }
+  std::ofstream(file, std::ios::binary) << edit(bytes);
+}
+
+void cutBefore(const std::string& file, const char* tag) {
+  change(file, [&](const std::string& bytes) { return bytes.substr(0, bytes.find(tag)); });
+}
+
+void removeHead(const std::string& file) {
+  change(file, [](const std::string& bytes) {
+    return bytes.substr(0, 24) + bytes.substr(bytes.find("SAMS"));
+  });
+}
+
+void moveHeadToTheEnd(const std::string& file) {
+  change(file, [](const std::string& bytes) {
+    const std::size_t end = bytes.find("SAMS");
+    return bytes.substr(0, 24) + bytes.substr(end) + bytes.substr(24, end - 24);
+  });
+}
+
+/// Makes the room of the time table other than that of the jump table.
+void splitRoomForTimes(const std::string& file) {
+  change(file, [](std::string bytes) {
+    // The first FREE belongs to the times; four of its five places become a FREE of their own.
+    ByteImage split;
+    split.header("FREE", 0, 4).zeros(4).header("FREE", 0, 0);
+    return bytes.replace(bytes.find("FREE"), split.size(), split.bytes());
+  });
+}
+
+/// An append that is refused before it changes the file.
+struct Refusal {
+  const char* name;
+  std::vector<float> times;
+  float added;
+  /// Changes the file after the cache was loaded.
+  std::function<void(const std::string&)> damage;
+  /// A further edit of the cache.
+  std::function<void(VekRwMemCache&, Model&)> edit;
+
+  friend void PrintTo(const Refusal& c, std::ostream* os) { *os << c.name; }
+};
+
+using Path = const std::string&;
+
+const Refusal kRefusals[] = {
+    {"headGrew",
+     {1, 2, 3},
+     4,
+     nullptr,
+     [](VekRwMemCache& cache, Model& model) {
+       cache.setApplication(model.application = "exporter of another version");
+     }},
+    {"headShrank",
+     {1, 2, 4},
+     5,
+     nullptr,
+     [](VekRwMemCache& cache, Model& model) { cache.setSourceFile(model.sourceFile = "s"); }},
+    {"nameGrew",
+     {1, 2, 3},
+     4,
+     nullptr,
+     [](VekRwMemCache& cache, Model& model) { cache.setName(0, (model.names[0] += "s").c_str()); }},
+    {"objectAdded",
+     {1, 2, 3},
+     4,
+     nullptr,
+     [](VekRwMemCache& cache, Model& model) {
+       cache.setName(2, "|new");
+       model.names.emplace_back("|new");
+     }},
+    {"attributeAdded",
+     {1, 2, 3},
+     4,
+     nullptr,
+     [](VekRwMemCache& cache, Model&) {
+       cache.getMETAChunk().dobjs[0]->addAttr(true, "weight", "float", Vek::ValueType::Float);
+     }},
+    {"earlierSampleEdited",
+     {1, 2, 3},
+     4,
+     nullptr,
+     [](VekRwMemCache& cache, Model& model) {
+       cache.allocSample(2.0F, 1)->reset();
+       model.samples[1].objects[1].reset();
+     }},
+    {"spacingBroken", {1, 2, 3}, 5, nullptr, nullptr},
+    {"fileIsEmpty", {1, 2, 3}, 4, [](Path file) { cutBefore(file, "DVEK"); }, nullptr},
+    {"fileEndsInItsFirstChunk",
+     {1, 2, 3},
+     4,
+     [](Path file) { change(file, [](const auto& bytes) { return bytes.substr(0, 20); }); },
+     nullptr},
+    {"fileIsOfAnotherKind",
+     {1, 2, 3},
+     4,
+     [](Path file) { change(file, [](const auto& bytes) { return "NOPE" + bytes.substr(4); }); },
+     nullptr},
+    {"fileHasNoHead", {1, 2, 3}, 4, removeHead, nullptr},
+    {"fileHasNoStream", {1, 2, 3}, 4, [](Path file) { cutBefore(file, "SAMS"); }, nullptr},
+    {"fileHasNothingButItsFirstChunk",
+     {1, 2, 3},
+     4,
+     [](Path file) { cutBefore(file, "META"); },
+     nullptr},
+    {"fileHasItsHeadBehindTheStream", {1, 2, 3}, 4, moveHeadToTheEnd, nullptr},
+    {"fileHasAnotherHead",
+     {1, 2, 3},
+     4,
+     [](Path file) {
+       Model other = modelAt({1, 2, 3});
+       other.application = "another";
+       writeModel(file, other, 5);
+     },
+     nullptr},
+    {"fileHoldsTheSampleAlready",
+     {1, 2, 3},
+     4,
+     [](Path file) {
+       writeModel(file, modelAt({1, 2, 3, 4}), 5);
+     },
+     nullptr},
+    {"fileHoldsMoreSamples",
+     {1, 2, 3},
+     4,
+     [](Path file) {
+       writeModel(file, modelAt({1, 2, 3, 4, 5, 6}), 5);
+     },
+     nullptr},
+    {"evenFileGotATimeTable",
+     {1, 2, 3},
+     4,
+     [](Path file) {
+       writeModel(file, modelAt({1, 2, 9}), 5);
+     },
+     nullptr},
+    {"unevenFileLostItsTimeTable",
+     {1, 2, 4},
+     5,
+     [](Path file) {
+       writeModel(file, modelAt({1, 2, 3}), 5);
+     },
+     nullptr},
+    {"tablesHaveDifferentRoom", {1, 2, 4}, 5, splitRoomForTimes, nullptr},
+};
+
+class RefusedAppendTest : public SaveFaultTest, public ::testing::WithParamInterface<Refusal> {
+ protected:
+  void SetUp() override {
+    SaveFaultTest::SetUp();
+    model = modelAt(GetParam().times);
+    writeModel(path(), model, 5);
+    ASSERT_TRUE(cache.load(path().c_str(), true));
+    addSample(cache, model, GetParam().added);
+    if (GetParam().edit) GetParam().edit(cache, model);
+    if (!GetParam().damage) return;
+    // What the file will no longer tell has to be in memory.
+    for (int s = 0; s < cache.getNumSamples(); ++s) {
+      for (int o = 0; o < cache.getNumObjects(); ++o) cache.getSample(s, o);
+    }
+    GetParam().damage(path());
+  }
+  Unallocated unallocated() const {
+    const bool isEdited = std::string(GetParam().name) == "earlierSampleEdited";
+    return isEdited ? Unallocated::Empty : Unallocated::Absent;
+  }
+
+  Model model;
+  VekRwMemCache cache;
+};
+
+TEST_P(RefusedAppendTest, changesNeitherFileNorCache) {
+  const std::string before = bytes();
+  EXPECT_FALSE(cache.append());
+  EXPECT_EQ(bytes(), before);
+  EXPECT_EQ(difference(cache, model, unallocated()), "");
+  expectSavedElsewhere(cache, model);
+}
+
+TEST_P(RefusedAppendTest, becomesARewrite) {
+  bool written = false;
+  EXPECT_TRUE(cache.save(&written));
+  EXPECT_TRUE(written);
+  EXPECT_FALSE(cache.isDirty());
+  EXPECT_EQ(differenceOfFile(path(), model), "");
+  EXPECT_EQ(difference(cache, model, Unallocated::Empty), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(SaveFault, RefusedAppendTest, ::testing::ValuesIn(kRefusals),
+                         [](const auto& tested) { return std::string(tested.param.name); });
+
+// ---- A head whose computed length is right and whose true size is not ----
+
+/// META with these chunks besides those that every head has, and two samples of one object. Its
+/// payload is as long as the computed length of the head in memory.
+ByteImage fileWithHead(const ByteImage& more) {
+  Head head;
+  head.numSamples = 2;
+  head.firstTime = 1.0F;
+  head.lastTime = 2.0F;
+  head.definitions = {definition("|a")};
+  head.more = more;
+  ByteImage file = headImage(head);
+  addStream(file, emptySamples(2, 1));
+  return file;
+}
+
+/// A cache whose head, with one sample more, must not be written over that of its file.
+class HeadSizeTest : public SaveFaultTest {
+ protected:
+  void expectRefused(VekRwMemCache& cache) {
+    const std::string before = bytes();
+    const __int64 date = cache.getDateStamp();
+    std::vector<VekGroupChunk*> frame;
+    ASSERT_TRUE(cache.allocFrame(3.0F, frame));
+    std::int64_t length = 0;
+    std::memcpy(&length, &before[24 + 8], sizeof length);
+    ASSERT_EQ(cache.getMETAChunk().getLength(), length) << "the case is made wrong";
+
+    EXPECT_FALSE(cache.append());
+    EXPECT_EQ(bytes(), before) << "nothing may be written over what follows the head";
+    EXPECT_TRUE(cache.isDirty());
+    EXPECT_EQ(cache.getDateStamp(), date);
+
+    EXPECT_TRUE(cache.save());
+    VekRoMemCache saved;
+    ASSERT_TRUE(saved.load(path().c_str(), true));
+    EXPECT_EQ(saved.getNumSamples(), 3);
+    EXPECT_EQ(saved.getApplication(), cache.getApplication());
+    EXPECT_EQ(saved.getSourceFile(), cache.getSourceFile());
+    EXPECT_EQ(saved.getMETAChunk().numChildren(), cache.getMETAChunk().numChildren());
+    EXPECT_NE(saved.getSample(2, 0), nullptr);
+  }
+};
+
+TEST_F(HeadSizeTest, headThatTheDateWouldMakeLongerIsNotWrittenInPlace) {
+  const ByteImage file = fileWithHead(
+      join({textChunk("WAPP", {"app"}), textChunk("SFIL", {"src"}), int64Chunk("XTRA", 1)}));
+  VekRwMemCache cache(writeFile(file).c_str());
+  expectRefused(cache);
+}
+
+TEST_F(HeadSizeTest, headThatAnApplicationWouldMakeLongerIsNotWrittenInPlace) {
+  const ByteImage file = fileWithHead(join({textChunk("SFIL", {"abcd"}), int64Chunk("DATE", 1),
+                                            ByteImage().chunk("XTRA", 0, ByteImage().zeros(1))}));
+  VekRwMemCache cache(writeFile(file).c_str());
+  cache.setApplication("ab");
+  cache.setSourceFile("cd");
+  expectRefused(cache);
+}
+
+TEST_F(HeadSizeTest, headThatAMissingApplicationWouldMakeShorterIsNotWrittenInPlace) {
+  const ByteImage file = fileWithHead(
+      join({textChunk("WAPP", {"ab"}), textChunk("SFIL", {"cd"}), int64Chunk("DATE", 1)}));
+  VekRwMemCache cache(writeFile(file).c_str());
+  cache.setApplication("");
+  cache.setSourceFile("abcd");
+  expectRefused(cache);
+}
+
+TEST_F(HeadSizeTest, headThatAnUnknownChunkWouldMakeLongerIsNotWrittenInPlace) {
+  const ByteImage file = fileWithHead(
+      join({textChunk("WAPP", {"ab"}), textChunk("SFIL", {"cd"}), int64Chunk("DATE", 1)}));
+  VekRwMemCache cache(writeFile(file).c_str());
+  cache.getMETAChunk().addChild(
+      new VekLeafChunk<float>(Vek::makeTag('X', 'T', 'R', 'A'), Positions{1.0F}));
+  expectRefused(cache);
+}
+
+TEST_F(HeadSizeTest, headOfTheRightSizeWithAnUnknownChunkIsWrittenInPlace) {
+  // The unknown chunk is as long as the application that is missing.
+  const ByteImage file = fileWithHead(join({textChunk("SFIL", {"abcd"}), int64Chunk("DATE", 1),
+                                            ByteImage().chunk("XTRA", 0, ByteImage().zeros(1))}));
+  VekRwMemCache cache(writeFile(file).c_str());
+  std::vector<VekGroupChunk*> frame;
+  ASSERT_TRUE(cache.allocFrame(3.0F, frame));
+  EXPECT_TRUE(cache.append());
+  const std::size_t head = file.bytes().find("SAMS");
+  EXPECT_EQ(bytes().substr(head, file.size() - head), file.bytes().substr(head));
+  VekRoMemCache saved(path().c_str());
+  EXPECT_EQ(saved.getNumSamples(), 3);
+  EXPECT_EQ(saved.getMETAChunk().numChildren(), 1U);
+}
+
+// ---- Room that is not in the last section ----
+
+TEST_F(SaveFaultTest, lastSectionWithoutRoomBehindOneWithRoomIsSavedWhole) {
+  Model model = modelAt({1, 2, 3});
+  writeModel(path(), model, 4);
+  const std::string whole = bytes();
+  const std::vector<__int64> offsets = sampleOffsets(path());
+  // The third sample moves into a section of its own, with objects of its own offsets.
+  const auto third = static_cast<std::size_t>(offsets[2]);
+  std::string file = whole.substr(0, third);
+  const std::size_t sams = file.find("SAMS");
+  const std::size_t jsam = file.find("JSAM");
+  file = patched(file, static_cast<std::int64_t>(sams + 8),
+                 static_cast<std::int64_t>(file.size() - sams - 16));
+  file = patched(file, static_cast<std::int64_t>(jsam + 8), std::int64_t{16});
+  file.replace(jsam + 32, 24, ByteImage().header("FREE", 0, 5 * 8).zeros(8).bytes());
+  std::string sample = whole.substr(third);
+  const auto moved = static_cast<std::int64_t>(file.size()) + 40;
+  for (const std::int64_t at : {std::int64_t{32}, std::int64_t{40}}) {
+    std::int64_t offset = 0;
+    std::memcpy(&offset, &sample[static_cast<std::size_t>(at)], sizeof offset);
+    sample = patched(sample, at, offset - offsets[2] + moved);
+  }
+  file += ByteImage()
+              .header("SAMS", 1, static_cast<std::int64_t>(24 + sample.size()))
+              .chunk("JSAM", 5, ByteImage().int64(moved))
+              .raw(sample)
+              .bytes();
+  writeFile(file);
+  ASSERT_EQ(differenceOfFile(path(), model), "") << "the case is made wrong";
+
+  VekRwMemCache cache(path().c_str());
+  addSample(cache, model, 4.0F);
+  // Whether a new section follows or the whole file is written anew, nothing is lost.
+  if (cache.append()) {
+    EXPECT_EQ(firstChangedSample(file, bytes(), {offsets[0], offsets[1], moved}), -1);
+  } else {
+    EXPECT_TRUE(cache.isDirty());
+    EXPECT_EQ(difference(cache, model, Unallocated::Absent), "");
+  }
+  EXPECT_TRUE(cache.save());
+  EXPECT_FALSE(cache.isDirty());
+  EXPECT_EQ(differenceOfFile(path(), model), "");
+  EXPECT_EQ(difference(cache, model, Unallocated::Empty), "");
+}
+
+}  // namespace

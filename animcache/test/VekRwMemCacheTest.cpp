@@ -1,0 +1,1345 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// Editing a cache: samples allocated in every place, what an edit does to the flags, conversions of
+// the sampling, truncation, shifting in time, and names. Saving has tests of its own.
+
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ByteImage.h"
+#include "SceneImage.h"
+#include "VekCache.h"
+
+namespace {
+
+using namespace VekTest;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::IsNull;
+using Vek::VekGroupChunk;
+using Vek::VekLeafChunk;
+namespace Tag = Vek::Tag;
+
+/// A read-write cache whose protected members tests may reach.
+class OpenRwCache : public Vek::VekRwMemCache {
+ public:
+  using VekRwMemCache::VekRwMemCache;
+
+  using VekRwMemCache::convertToNonUniformSampling;
+  using VekRwMemCache::convertToUniformSampling;
+
+  using VekRwMemCache::appendable;
+  using VekRwMemCache::dirty;
+  using VekRwMemCache::file;
+  using VekRwMemCache::jumpTable;
+  using VekRwMemCache::metadata;
+  using VekRwMemCache::openMode;
+  using VekRwMemCache::recentSamples;
+  using VekRwMemCache::reservedSamples;
+  using VekRwMemCache::sampleTable;
+  using VekRwMemCache::timeTable;
+};
+
+/// A marker that tells where data came from: of object `obj` in stored sample `sample`.
+float stored(int sample, int obj) {
+  return static_cast<float>(100 + 10 * sample + obj);
+}
+
+/// A file of samples at these times with two objects, |a and |b, that hold one float each.
+ByteImage sceneImage(const std::vector<float>& times, float rate, StreamLayout* layout = nullptr) {
+  Head head;
+  head.numSamples = static_cast<std::int64_t>(times.size());
+  head.firstTime = times.front();
+  head.lastTime = times.back();
+  head.rate = rate;
+  head.definitions = {definition("|a"), definition("|b")};
+  ByteImage image = headImage(head);
+  Stream stream;
+  if (rate == 0.0F) stream.times = times;
+  for (int s = 0; s < static_cast<int>(times.size()); ++s) {
+    stream.objects.push_back(
+        {floatChunk("POSI", {stored(s, 0)}), floatChunk("POSI", {stored(s, 1)})});
+  }
+  const StreamLayout where = addStream(image, stream);
+  if (layout != nullptr) *layout = where;
+  return image;
+}
+
+/// Adds a value to an object's data.
+void put(VekGroupChunk* sobj, float value) {
+  ASSERT_NE(nullptr, sobj);
+  sobj->addChild(new VekLeafChunk<float>(Tag::POSI, {value}));
+}
+
+/// The first value of an object's data; -1 when there is none.
+float valueOf(Vek::VekRoMemCache& cache, int sample, int obj) {
+  const auto* leaf =
+      Vek::asLeaf<float>(cache.getSample(sample, obj, Tag::POSI, static_cast<int*>(nullptr)));
+  return leaf != nullptr && !leaf->data.empty() ? leaf->data.front() : -1.0F;
+}
+
+/// The values of an object in all samples.
+std::vector<float> valuesOf(Vek::VekRoMemCache& cache, int obj) {
+  std::vector<float> values;
+  for (int s = 0; s < cache.getNumSamples(); ++s) values.push_back(valueOf(cache, s, obj));
+  return values;
+}
+
+/// The times of all samples, as the cache answers them.
+std::vector<float> timesOf(const Vek::VekCache& cache) {
+  std::vector<float> times;
+  for (int s = 0; s < cache.getNumSamples(); ++s) times.push_back(cache.getSampleTime(s));
+  return times;
+}
+
+/// Allocates object 0 at each of these times.
+void allocAt(Vek::VekRwMemCache& cache, const std::vector<float>& times) {
+  for (const float t : times) ASSERT_NE(nullptr, cache.allocSample(t, 0)) << "at " << t;
+}
+
+/// The answer of a process that the permissions of a file apply to.
+template <typename Check>
+bool asOrdinaryUser(Check check) {
+  if (::geteuid() != 0) return check();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const bool dropped = ::setgid(65534) == 0 && ::setuid(65534) == 0;
+    ::_exit(dropped ? (check() ? 1 : 0) : 2);
+  }
+  int status = 0;
+  EXPECT_EQ(child, ::waitpid(child, &status, 0));
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_NE(2, WEXITSTATUS(status)) << "could not become an ordinary user";
+  return WEXITSTATUS(status) == 1;
+}
+
+class VekRwMemCacheTest : public FileTest {
+ protected:
+  /// Loads samples 1, 2, 3 at rate 1.
+  void loadUniform() { load(sceneImage({1, 2, 3}, 1.0F)); }
+  /// Loads samples 1, 2, 3, 5.
+  void loadNonUniform() { load(sceneImage({1, 2, 3, 5}, 0.0F)); }
+  void load(const ByteImage& image) { load(image, cache); }
+  void loadUniform(OpenRwCache& into) { load(sceneImage({1, 2, 3}, 1.0F), into); }
+  void loadNonUniform(OpenRwCache& into) { load(sceneImage({1, 2, 3, 5}, 0.0F), into); }
+  void load(const ByteImage& image, OpenRwCache& into) {
+    ASSERT_TRUE(into.load(writeFile(image).c_str()));
+    ASSERT_FALSE(into.isDirty());
+  }
+  void expectFlags(bool dirty, bool appendable) const { expectFlags(cache, dirty, appendable); }
+  static void expectFlags(const OpenRwCache& c, bool dirty, bool appendable) {
+    EXPECT_EQ(dirty, c.dirty);
+    EXPECT_EQ(dirty, c.isDirty());
+    EXPECT_EQ(appendable, c.appendable);
+  }
+  /// Cuts the file to nothing, so that whatever is still read from it is missing.
+  void emptyTheFile() const { std::filesystem::resize_file(path(), 0); }
+
+  OpenRwCache cache;
+};
+
+// ---- construction ----
+
+TEST_F(VekRwMemCacheTest, newCacheIsCleanAndEmpty) {
+  expectFlags(false, false);
+  EXPECT_EQ(0, cache.reservedSamples);
+  EXPECT_EQ(1, cache.openMode);
+  EXPECT_EQ(0, cache.getNumSamples());
+  EXPECT_EQ(0, cache.getNumObjects());
+  EXPECT_TRUE(cache.getKeepOpen());
+  EXPECT_EQ("", cache.getFilename());
+}
+
+TEST_F(VekRwMemCacheTest, loadingConstructorLeavesTheCacheClean) {
+  writeFile(sceneImage({1, 2, 3}, 1.0F));
+  bool ok = false;
+  OpenRwCache loaded(path().c_str(), false, &ok);
+  EXPECT_TRUE(ok);
+  EXPECT_FALSE(loaded.dirty);
+  EXPECT_FALSE(loaded.appendable);
+  EXPECT_EQ(0, loaded.reservedSamples);
+  EXPECT_EQ(1, loaded.openMode);
+  EXPECT_EQ(3, loaded.getNumSamples());
+  EXPECT_FALSE(loaded.getKeepOpen());
+  EXPECT_EQ(path(), loaded.getFilename());
+}
+
+TEST_F(VekRwMemCacheTest, loadingConstructorReportsFailure) {
+  bool ok = true;
+  const std::string text =
+      captureStdout([&] { OpenRwCache(path("missing.vek").c_str(), true, &ok); });
+  EXPECT_FALSE(ok);
+  EXPECT_EQ("error opening file, Not a Vek file", reportedMessage(text, "VekCache:", " "));
+}
+
+TEST_F(VekRwMemCacheTest, cacheOfAFailedLoadCanBeFilled) {
+  captureStdout([&] {
+    OpenRwCache empty(path("missing.vek").c_str());
+    EXPECT_NE(nullptr, empty.allocSample(1, 0));
+    EXPECT_EQ(1, empty.getNumSamples());
+  });
+}
+
+TEST_F(VekRwMemCacheTest, constructorOpensForReadingAndLaterOpensForUpdate) {
+  writeFile(sceneImage({1, 2, 3}, 1.0F));
+  std::filesystem::permissions(path(), std::filesystem::perms(0444));
+  EXPECT_TRUE(asOrdinaryUser([&] {
+    OpenRwCache readOnly(path().c_str());
+    return valueOf(readOnly, 0, 0) == stored(0, 0);
+  }));
+  // Opening again asks for permission to write.
+  EXPECT_TRUE(asOrdinaryUser([&] {
+    OpenRwCache readOnly(path().c_str());
+    return readOnly.close() && readOnly.getSample(0, 0) == nullptr;
+  }));
+}
+
+TEST_F(VekRwMemCacheTest, loadOfAReadOnlyFileSucceeds) {
+  writeFile(sceneImage({1, 2, 3}, 1.0F));
+  std::filesystem::permissions(path(), std::filesystem::perms(0444));
+  EXPECT_TRUE(asOrdinaryUser([&] {
+    OpenRwCache readOnly;
+    return readOnly.load(path().c_str()) && valueOf(readOnly, 2, 1) == stored(2, 1);
+  }));
+}
+
+TEST_F(VekRwMemCacheTest, resetKeepsTheOpenMode) {
+  loadUniform();
+  cache.reset();
+  EXPECT_EQ(1, cache.openMode);
+}
+
+TEST_F(VekRwMemCacheTest, setMaxSamplesIsIgnored) {
+  loadUniform();
+  cache.setMaxSamples(1);
+  EXPECT_EQ(0, cache.getMaxSamples());
+}
+
+TEST_F(VekRwMemCacheTest, limitGivenToLoadNeverEvicts) {
+  writeFile(sceneImage({1, 2, 3}, 1.0F));
+  ASSERT_TRUE(cache.load(path().c_str(), true, 1));
+  const VekGroupChunk* first = cache.getSample(0, 0);
+  ASSERT_NE(nullptr, first);
+  EXPECT_NE(nullptr, cache.getSample(1, 0));
+  EXPECT_NE(nullptr, cache.getSample(2, 0));
+  EXPECT_TRUE(cache.recentSamples.empty());
+  EXPECT_EQ(first, cache.getSample(0, 0));
+  cache.setMaxSamples(0);
+  EXPECT_EQ(first, cache.getSample(0, 0));
+}
+
+TEST_F(VekRwMemCacheTest, setReservedSamplesStoresTheNumber) {
+  cache.setReservedSamples(7);
+  EXPECT_EQ(7, cache.reservedSamples);
+  expectFlags(false, false);
+}
+
+// ---- allocSample: definitions ----
+
+TEST_F(VekRwMemCacheTest, allocSampleAddsEmptyDefinitionsUpToTheObject) {
+  ASSERT_NE(nullptr, cache.allocSample(1, 2));
+  ASSERT_EQ(3, cache.getNumObjects());
+  for (int obj = 0; obj < 3; ++obj) {
+    EXPECT_EQ("", cache.getName(obj));
+    EXPECT_EQ(0, cache.getNumAttrs(obj));
+  }
+}
+
+TEST_F(VekRwMemCacheTest, allocSampleKeepsDefinitionsThatExist) {
+  loadUniform();
+  ASSERT_NE(nullptr, cache.allocSample(4, 2));
+  ASSERT_EQ(3, cache.getNumObjects());
+  EXPECT_EQ("|a", cache.getName(0));
+  EXPECT_EQ("|b", cache.getName(1));
+  EXPECT_EQ("", cache.getName(2));
+}
+
+// ---- allocSample: the first sample ----
+
+TEST_F(VekRwMemCacheTest, firstSampleSetsTheTimesAndRateOne) {
+  cache.getMETAChunk().rate = 5.0F;
+  ASSERT_NE(nullptr, cache.allocSample(7.5F, 0));
+  EXPECT_EQ(1, cache.getNumSamples());
+  EXPECT_EQ(7.5F, cache.getFirstTime());
+  EXPECT_EQ(7.5F, cache.getLastTime());
+  EXPECT_EQ(1.0F, cache.getRate());
+  EXPECT_EQ(0, cache.getSampleIndex(7.5F));
+}
+
+TEST_F(VekRwMemCacheTest, firstSampleMakesANonUniformRateUniform) {
+  cache.getMETAChunk().rate = 0.0F;
+  ASSERT_NE(nullptr, cache.allocSample(2, 0));
+  EXPECT_EQ(1.0F, cache.getRate());
+}
+
+TEST_F(VekRwMemCacheTest, firstSampleHoldsAnEmptyGroupAtTheObject) {
+  VekGroupChunk* sobj = cache.allocSample(1, 2);
+  ASSERT_NE(nullptr, sobj);
+  EXPECT_EQ(Tag::SOBJ, sobj->getTag());
+  EXPECT_EQ(Vek::ValueType::Group, sobj->getType());
+  EXPECT_EQ(0, sobj->getCompound());
+  EXPECT_EQ(0, sobj->getDimension());
+  EXPECT_EQ(0U, sobj->numChildren());
+  ASSERT_EQ(1U, cache.sampleTable.size());
+  ASSERT_NE(nullptr, cache.sampleTable[0]);
+  ASSERT_EQ(3U, cache.sampleTable[0]->size());
+  EXPECT_EQ(nullptr, (*cache.sampleTable[0])[0]);
+  EXPECT_EQ(nullptr, (*cache.sampleTable[0])[1]);
+  EXPECT_EQ(sobj, (*cache.sampleTable[0])[2].get());
+}
+
+TEST_F(VekRwMemCacheTest, objectsNobodyAllocatedAreAbsent) {
+  ASSERT_NE(nullptr, cache.allocSample(1, 2));
+  EXPECT_EQ(nullptr, cache.getSample(0, 0));
+  EXPECT_EQ(nullptr, cache.getSample(0, 1));
+  EXPECT_EQ(nullptr, cache.getObjectData(0, 1, Tag::POSI, nullptr));
+  EXPECT_EQ(0, cache.getNumVertices(0, 1));
+}
+
+TEST_F(VekRwMemCacheTest, gettersAnswerFromMemory) {
+  put(cache.allocSample(1, 0), 4.5F);
+  put(cache.allocSample(2, 0), 5.5F);
+  EXPECT_EQ(4.5F, valueOf(cache, 0, 0));
+  const std::vector<float>* data = cache.getSampleDataAtTime<float>(2.0F, 0, Tag::POSI, nullptr);
+  ASSERT_NE(nullptr, data);
+  EXPECT_THAT(*data, ElementsAre(5.5F));
+  bool animated = false;
+  EXPECT_NE(nullptr, cache.getObjectData(1, 0, Tag::POSI, &animated));
+  EXPECT_TRUE(animated);
+}
+
+TEST_F(VekRwMemCacheTest, presenceTestsLookInTheFileNotAtEdits) {
+  put(cache.allocSample(1, 0), 4.5F);
+  EXPECT_FALSE(cache.objectHas(0, Tag::POSI));
+  EXPECT_FALSE(cache.isObjectAnimated(0, Tag::POSI));
+}
+
+// ---- allocSample: a new last sample ----
+
+TEST_F(VekRwMemCacheTest, secondSampleSetsTheRate) {
+  const struct {
+    float first, second, rate;
+  } cases[] = {{1, 2, 1.0F},   {1, 3, 0.5F},        {0, 0.25F, 4.0F},
+               {-2, -1, 1.0F}, {10, 74, 0.015625F}, {-4, 4, 0.125F}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.second);
+    OpenRwCache fresh;
+    allocAt(fresh, {c.first, c.second});
+    EXPECT_EQ(c.rate, fresh.getRate());
+    EXPECT_EQ(2, fresh.getNumSamples());
+    EXPECT_EQ(c.first, fresh.getFirstTime());
+    EXPECT_EQ(c.second, fresh.getLastTime());
+    EXPECT_THAT(timesOf(fresh), ElementsAre(c.first, c.second));
+  }
+}
+
+TEST_F(VekRwMemCacheTest, secondSampleMakesANonUniformCacheUniform) {
+  load(sceneImage({4}, 0.0F));
+  ASSERT_TRUE(cache.isNonUniform());
+  ASSERT_NE(nullptr, cache.allocSample(6, 0));
+  EXPECT_EQ(0.5F, cache.getRate());
+  EXPECT_THAT(timesOf(cache), ElementsAre(4.0F, 6.0F));
+}
+
+TEST_F(VekRwMemCacheTest, evenSpacingStaysUniform) {
+  allocAt(cache, {1, 2, 3});
+  EXPECT_EQ(1.0F, cache.getRate());
+  EXPECT_EQ(3, cache.getNumSamples());
+  EXPECT_EQ(1.0F, cache.getFirstTime());
+  EXPECT_EQ(3.0F, cache.getLastTime());
+  EXPECT_TRUE(cache.timeTable.empty());
+}
+
+TEST_F(VekRwMemCacheTest, otherSpacingMakesTheCacheNonUniform) {
+  allocAt(cache, {1, 2, 3, 5});
+  EXPECT_TRUE(cache.isNonUniform());
+  EXPECT_THAT(cache.timeTable, ElementsAre(1.0F, 2.0F, 3.0F, 5.0F));
+  EXPECT_EQ(4, cache.getNumSamples());
+  EXPECT_EQ(5.0F, cache.getLastTime());
+  EXPECT_THAT(timesOf(cache), ElementsAre(1.0F, 2.0F, 3.0F, 5.0F));
+}
+
+TEST_F(VekRwMemCacheTest, closerSpacingMakesTheCacheNonUniform) {
+  loadUniform();
+  allocAt(cache, {3.5F});
+  EXPECT_TRUE(cache.isNonUniform());
+  EXPECT_THAT(timesOf(cache), ElementsAre(1.0F, 2.0F, 3.0F, 3.5F));
+}
+
+TEST_F(VekRwMemCacheTest, spacingOfANewLastSampleIsComparedExactly) {
+  // In steps of 2^-23 these times are 1 + 838861, + 1677722, + 2516582: the last step is one less.
+  allocAt(cache, {1.0F, 1.1F, 1.2F});
+  EXPECT_FALSE(cache.isNonUniform());
+  EXPECT_EQ(9.99999762F, cache.getRate());
+  allocAt(cache, {1.3F});
+  EXPECT_TRUE(cache.isNonUniform());
+  EXPECT_EQ(1.3F, cache.timeTable.back());
+}
+
+TEST_F(VekRwMemCacheTest, nonUniformCacheStaysSoAndGrowsItsTimeTable) {
+  loadNonUniform();
+  allocAt(cache, {6, 7, 8});
+  EXPECT_TRUE(cache.isNonUniform());
+  EXPECT_THAT(cache.timeTable, ElementsAre(1, 2, 3, 5, 6, 7, 8));
+  EXPECT_EQ(7, cache.getNumSamples());
+  EXPECT_EQ(8.0F, cache.getLastTime());
+}
+
+TEST_F(VekRwMemCacheTest, newLastSampleHasAVectorUpToItsObject) {
+  loadUniform();
+  VekGroupChunk* sobj = cache.allocSample(4, 1);
+  ASSERT_EQ(4U, cache.sampleTable.size());
+  ASSERT_NE(nullptr, cache.sampleTable[3]);
+  ASSERT_EQ(2U, cache.sampleTable[3]->size());
+  EXPECT_EQ(nullptr, (*cache.sampleTable[3])[0]);
+  EXPECT_EQ(sobj, (*cache.sampleTable[3])[1].get());
+  EXPECT_EQ(0U, sobj->numChildren());
+}
+
+TEST_F(VekRwMemCacheTest, newLastSampleIsNeverReadFromTheFile) {
+  loadUniform();
+  put(cache.allocSample(4, 0), 7.0F);
+  EXPECT_EQ(7.0F, valueOf(cache, 3, 0));
+  EXPECT_EQ(nullptr, cache.getSample(3, 1));
+  EXPECT_EQ(stored(2, 1), valueOf(cache, 2, 1));
+}
+
+TEST_F(VekRwMemCacheTest, newLastSampleLeavesStoredSamplesUnread) {
+  loadUniform();
+  allocAt(cache, {4, 5});
+  EXPECT_THAT(valuesOf(cache, 1),
+              ElementsAre(stored(0, 1), stored(1, 1), stored(2, 1), -1.0F, -1.0F));
+}
+
+// ---- allocSample: a sample that exists ----
+
+TEST_F(VekRwMemCacheTest, existingSampleReturnsTheSameGroup) {
+  VekGroupChunk* first = cache.allocSample(1, 0);
+  VekGroupChunk* second = cache.allocSample(2, 0);
+  put(first, 4.0F);
+  EXPECT_EQ(first, cache.allocSample(1, 0));
+  EXPECT_EQ(second, cache.allocSample(2, 0));
+  EXPECT_EQ(1U, first->numChildren());
+  EXPECT_EQ(2, cache.getNumSamples());
+}
+
+TEST_F(VekRwMemCacheTest, existingSampleReturnsWhatGettersReturn) {
+  loadUniform();
+  const VekGroupChunk* read = cache.getSample(1, 1);
+  EXPECT_EQ(read, cache.allocSample(2, 1));
+}
+
+TEST_F(VekRwMemCacheTest, existingSampleComesFromTheFileWhenItIsNotInMemory) {
+  loadUniform();
+  VekGroupChunk* sobj = cache.allocSample(2, 1);
+  ASSERT_NE(nullptr, sobj);
+  EXPECT_EQ(1U, sobj->numChildren());
+  EXPECT_EQ(stored(1, 1), valueOf(cache, 1, 1));
+  EXPECT_EQ(3, cache.getNumSamples());
+}
+
+TEST_F(VekRwMemCacheTest, existingSampleOfANonUniformCache) {
+  loadNonUniform();
+  VekGroupChunk* sobj = cache.allocSample(3, 0);
+  ASSERT_NE(nullptr, sobj);
+  EXPECT_EQ(1U, sobj->numChildren());
+  EXPECT_EQ(4, cache.getNumSamples());
+  EXPECT_THAT(cache.timeTable, ElementsAre(1, 2, 3, 5));
+}
+
+TEST_F(VekRwMemCacheTest, existingSampleGivesAnEmptyGroupForAnotherObject) {
+  put(cache.allocSample(1, 0), 4.0F);
+  VekGroupChunk* other = cache.allocSample(1, 3);
+  ASSERT_NE(nullptr, other);
+  EXPECT_EQ(0U, other->numChildren());
+  EXPECT_EQ(1, cache.getNumSamples());
+  ASSERT_EQ(4U, cache.sampleTable[0]->size());
+  EXPECT_EQ(other, cache.getSample(0, 3));
+  EXPECT_EQ(4.0F, valueOf(cache, 0, 0));
+}
+
+TEST_F(VekRwMemCacheTest, existingStoredSampleGivesAnEmptyGroupForANewObject) {
+  loadUniform();
+  VekGroupChunk* sobj = cache.allocSample(2, 3);
+  ASSERT_NE(nullptr, sobj);
+  EXPECT_EQ(0U, sobj->numChildren());
+  EXPECT_EQ(4, cache.getNumObjects());
+  EXPECT_EQ(nullptr, cache.getSample(1, 2));
+  EXPECT_EQ(stored(1, 0), valueOf(cache, 1, 0));
+}
+
+TEST_F(VekRwMemCacheTest, existingObjectEmptiedWithResetStartsOver) {
+  loadUniform();
+  VekGroupChunk* sobj = cache.allocSample(2, 0);
+  ASSERT_NE(nullptr, sobj);
+  sobj->reset();
+  put(sobj, 9.0F);
+  EXPECT_EQ(9.0F, valueOf(cache, 1, 0));
+}
+
+TEST_F(VekRwMemCacheTest, unreadableStoredObjectGivesNullAndNoChange) {
+  StreamLayout layout;
+  const ByteImage image = sceneImage({1, 2, 3}, 1.0F, &layout);
+  // The tag of the object's header.
+  load(ByteImage().raw(patched(image.bytes(), layout.objects[1][0], std::int32_t{0x5A5A5A5A})));
+  EXPECT_EQ(nullptr, cache.allocSample(2, 0));
+  expectFlags(false, false);
+  EXPECT_EQ(3, cache.getNumSamples());
+  EXPECT_NE(nullptr, cache.allocSample(2, 1));
+}
+
+// ---- allocSample: a sample inserted ----
+
+TEST_F(VekRwMemCacheTest, sampleBeforeTheFirstWithTheSameSpacingStaysUniform) {
+  allocAt(cache, {1, 2, 3});
+  ASSERT_NE(nullptr, cache.allocSample(0, 0));
+  EXPECT_EQ(1.0F, cache.getRate());
+  EXPECT_EQ(0.0F, cache.getFirstTime());
+  EXPECT_EQ(3.0F, cache.getLastTime());
+  EXPECT_EQ(4, cache.getNumSamples());
+  EXPECT_THAT(timesOf(cache), ElementsAre(0.0F, 1.0F, 2.0F, 3.0F));
+}
+
+TEST_F(VekRwMemCacheTest, sampleBeforeTheFirstWithAnotherSpacingMakesNonUniform) {
+  allocAt(cache, {1, 2, 3});
+  ASSERT_NE(nullptr, cache.allocSample(0.5F, 0));
+  EXPECT_TRUE(cache.isNonUniform());
+  EXPECT_EQ(0.5F, cache.getFirstTime());
+  EXPECT_THAT(cache.timeTable, ElementsAre(0.5F, 1.0F, 2.0F, 3.0F));
+}
+
+TEST_F(VekRwMemCacheTest, spacingBeforeTheFirstIsComparedInDouble) {
+  // The step before the first is the same float as between the samples. The rate is the float
+  // nearest to its inverse, which the inverse in double is not.
+  allocAt(cache, {1.1F, 1.2F});
+  ASSERT_EQ(9.99999762F, cache.getRate());
+  allocAt(cache, {1.0F});
+  EXPECT_TRUE(cache.isNonUniform());
+  EXPECT_EQ(1.0F, cache.getFirstTime());
+  EXPECT_EQ(1.0F, cache.timeTable.front());
+}
+
+TEST_F(VekRwMemCacheTest, sampleBeforeASingleOneKeepsTheDefaultRate) {
+  allocAt(cache, {1, 0});
+  EXPECT_EQ(1.0F, cache.getRate());
+  EXPECT_THAT(timesOf(cache), ElementsAre(0.0F, 1.0F));
+  OpenRwCache other;
+  allocAt(other, {1, 0.5F});
+  EXPECT_TRUE(other.isNonUniform());
+  EXPECT_THAT(timesOf(other), ElementsAre(0.5F, 1.0F));
+}
+
+TEST_F(VekRwMemCacheTest, sampleBeforeTheFirstOfANonUniformCacheKeepsItSo) {
+  loadNonUniform();
+  allocAt(cache, {0});
+  EXPECT_TRUE(cache.isNonUniform());
+  EXPECT_EQ(0.0F, cache.getFirstTime());
+  EXPECT_THAT(cache.timeTable, ElementsAre(0, 1, 2, 3, 5));
+}
+
+TEST_F(VekRwMemCacheTest, samplesInsertedAgainAndAgainBeforeTheFirst) {
+  loadUniform();
+  allocAt(cache, {0, -1, -2});
+  EXPECT_EQ(1.0F, cache.getRate());
+  EXPECT_THAT(timesOf(cache), ElementsAre(-2, -1, 0, 1, 2, 3));
+  allocAt(cache, {5});
+  EXPECT_THAT(timesOf(cache), ElementsAre(-2, -1, 0, 1, 2, 3, 5));
+  EXPECT_THAT(valuesOf(cache, 0),
+              ElementsAre(-1, -1, -1, stored(0, 0), stored(1, 0), stored(2, 0), -1));
+}
+
+TEST_F(VekRwMemCacheTest, sampleAfterTheFirstAlwaysMakesNonUniform) {
+  allocAt(cache, {0, 2});
+  ASSERT_EQ(0.5F, cache.getRate());
+  allocAt(cache, {1});
+  EXPECT_TRUE(cache.isNonUniform());
+  EXPECT_THAT(cache.timeTable, ElementsAre(0.0F, 1.0F, 2.0F));
+  EXPECT_EQ(0.0F, cache.getFirstTime());
+  EXPECT_EQ(2.0F, cache.getLastTime());
+}
+
+TEST_F(VekRwMemCacheTest, sampleInsertedIntoANonUniformCache) {
+  loadNonUniform();
+  allocAt(cache, {4, 1.5F});
+  EXPECT_THAT(cache.timeTable, ElementsAre(1, 1.5F, 2, 3, 4, 5));
+  EXPECT_EQ(6, cache.getNumSamples());
+  EXPECT_THAT(valuesOf(cache, 0),
+              ElementsAre(stored(0, 0), -1, stored(1, 0), stored(2, 0), -1, stored(3, 0)));
+}
+
+TEST_F(VekRwMemCacheTest, insertedSampleHasAVectorUpToItsObject) {
+  loadUniform();
+  VekGroupChunk* sobj = cache.allocSample(1.5F, 1);
+  ASSERT_EQ(4U, cache.sampleTable.size());
+  ASSERT_NE(nullptr, cache.sampleTable[1]);
+  ASSERT_EQ(2U, cache.sampleTable[1]->size());
+  EXPECT_EQ(nullptr, (*cache.sampleTable[1])[0]);
+  EXPECT_EQ(sobj, (*cache.sampleTable[1])[1].get());
+  EXPECT_EQ(0U, sobj->numChildren());
+}
+
+TEST_F(VekRwMemCacheTest, insertionLoadsEverySampleFirst) {
+  loadUniform();
+  allocAt(cache, {1.5F});
+  emptyTheFile();
+  EXPECT_THAT(valuesOf(cache, 0), ElementsAre(stored(0, 0), -1, stored(1, 0), stored(2, 0)));
+  EXPECT_THAT(valuesOf(cache, 1), ElementsAre(stored(0, 1), -1, stored(1, 1), stored(2, 1)));
+}
+
+TEST_F(VekRwMemCacheTest, objectsMissingInAnInsertedSampleNeverShowAnotherSample) {
+  for (const float time : {0.0F, 0.5F, 1.5F, 2.5F}) {
+    SCOPED_TRACE(time);
+    OpenRwCache fresh;
+    loadUniform(fresh);
+    ASSERT_NE(nullptr, fresh.allocSample(time, 0));
+    const int inserted = fresh.getSampleIndex(time);
+    ASSERT_GE(inserted, 0);
+    EXPECT_EQ(nullptr, fresh.getSample(inserted, 1));
+    EXPECT_EQ(nullptr, fresh.getObjectData(inserted, 1, Tag::POSI, nullptr));
+  }
+}
+
+TEST_F(VekRwMemCacheTest, jumpTableEntriesStayWithTheirSamples) {
+  StreamLayout layout;
+  const ByteImage image = sceneImage({1, 2, 3}, 1.0F, &layout);
+  load(ByteImage().raw(patched(image.bytes(), layout.objects[1][1], std::int32_t{0x5A5A5A5A})));
+  if (cache.allocSample(0, 0) != nullptr) {
+    EXPECT_THAT(valuesOf(cache, 0), ElementsAre(-1, stored(0, 0), stored(1, 0), stored(2, 0)));
+    EXPECT_THAT(valuesOf(cache, 1), ElementsAre(-1, stored(0, 1), -1, stored(2, 1)));
+  } else {
+    EXPECT_THAT(valuesOf(cache, 1), ElementsAre(stored(0, 1), -1, stored(2, 1)));
+  }
+}
+
+TEST_F(VekRwMemCacheTest, groupsStayWhereTheyAreWhenSamplesAreInserted) {
+  VekGroupChunk* first = cache.allocSample(1, 0);
+  VekGroupChunk* second = cache.allocSample(2, 0);
+  allocAt(cache, {0, 1.5F, 3});
+  EXPECT_EQ(first, cache.getSample(1, 0));
+  EXPECT_EQ(second, cache.getSample(3, 0));
+}
+
+// ---- allocSample: what it refuses ----
+
+TEST_F(VekRwMemCacheTest, timeThatIsNotFiniteIsRefused) {
+  for (const float time : {kNaN, -kNaN, kInfinity, -kInfinity}) {
+    for (const bool uniform : {true, false}) {
+      OpenRwCache fresh;
+      uniform ? loadUniform(fresh) : loadNonUniform(fresh);
+      const std::vector<float> times = timesOf(fresh);
+      EXPECT_EQ(nullptr, fresh.allocSample(time, 5));
+      expectFlags(fresh, false, false);
+      EXPECT_EQ(2, fresh.getNumObjects());
+      EXPECT_EQ(times, timesOf(fresh));
+      EXPECT_EQ(uniform ? 1.0F : 0.0F, fresh.getRate());
+    }
+  }
+}
+
+TEST_F(VekRwMemCacheTest, timeThatIsNotFiniteIsRefusedAsTheFirst) {
+  for (const float time : {kNaN, kInfinity, -kInfinity}) {
+    EXPECT_EQ(nullptr, cache.allocSample(time, 0));
+    EXPECT_EQ(0, cache.getNumSamples());
+    EXPECT_EQ(0, cache.getNumObjects());
+    expectFlags(false, false);
+  }
+}
+
+TEST_F(VekRwMemCacheTest, negativeObjectIsRefused) {
+  EXPECT_EQ(nullptr, cache.allocSample(1, -1));
+  EXPECT_EQ(0, cache.getNumSamples());
+  loadUniform();
+  for (const float time : {0.0F, 1.5F, 2.0F, 4.0F}) {
+    EXPECT_EQ(nullptr, cache.allocSample(time, -1));
+    expectFlags(false, false);
+    EXPECT_EQ(3, cache.getNumSamples());
+  }
+}
+
+// ---- the flags ----
+
+TEST_F(VekRwMemCacheTest, firstSampleIsDirtyAndNotAppendable) {
+  cache.setName(0, "|a");
+  cache.dirty = false;
+  cache.appendable = true;
+  allocAt(cache, {1});
+  expectFlags(true, false);
+}
+
+TEST_F(VekRwMemCacheTest, sampleAfterTheLastIsAppendable) {
+  loadUniform();
+  allocAt(cache, {4});
+  expectFlags(true, true);
+  allocAt(cache, {5});
+  expectFlags(true, true);
+}
+
+TEST_F(VekRwMemCacheTest, sampleThatMakesTheCacheNonUniformIsAppendable) {
+  loadUniform();
+  allocAt(cache, {9});
+  expectFlags(true, true);
+}
+
+TEST_F(VekRwMemCacheTest, sampleNotAfterTheLastIsNotAppendable) {
+  for (const float time : {0.0F, 1.0F, 1.5F, 2.0F, 3.0F}) {
+    SCOPED_TRACE(time);
+    OpenRwCache fresh;
+    loadUniform(fresh);
+    allocAt(fresh, {time});
+    expectFlags(fresh, true, false);
+  }
+}
+
+TEST_F(VekRwMemCacheTest, secondObjectOfANewSampleIsNotAppendable) {
+  loadUniform();
+  allocAt(cache, {4});
+  expectFlags(true, true);
+  ASSERT_NE(nullptr, cache.allocSample(4, 1));
+  expectFlags(true, false);
+}
+
+TEST_F(VekRwMemCacheTest, existingGroupOfANewSampleIsNotAppendableEither) {
+  loadUniform();
+  allocAt(cache, {4, 4});
+  expectFlags(true, false);
+}
+
+TEST_F(VekRwMemCacheTest, definitionAddedAtAnExistingSampleIsNotAppendable) {
+  loadUniform();
+  cache.appendable = true;
+  ASSERT_NE(nullptr, cache.allocSample(3, 2));
+  expectFlags(true, false);
+}
+
+TEST_F(VekRwMemCacheTest, definitionAndLastSampleInOneCallAreAppendable) {
+  loadUniform();
+  ASSERT_NE(nullptr, cache.allocSample(4, 2));
+  expectFlags(true, true);
+}
+
+TEST_F(VekRwMemCacheTest, newLastSampleAfterAnEditOfAStoredSampleIsNotAppendable) {
+  const std::pair<const char*, std::function<void(OpenRwCache&)>> edits[] = {
+      {"edited", [](OpenRwCache& c) { c.allocSample(2, 0); }},
+      {"edited last", [](OpenRwCache& c) { c.allocSample(3, 1); }},
+      {"new object in a stored sample", [](OpenRwCache& c) { c.allocSample(2, 2); }},
+      {"inserted", [](OpenRwCache& c) { c.allocSample(2.5F, 0); }},
+      {"inserted in front", [](OpenRwCache& c) { c.allocSample(0, 0); }},
+      {"truncated", [](OpenRwCache& c) { c.truncate(2); }}};
+  for (const auto& [name, edit] : edits) {
+    SCOPED_TRACE(name);
+    OpenRwCache fresh;
+    loadUniform(fresh);
+    edit(fresh);
+    expectFlags(fresh, true, false);
+    allocAt(fresh, {4});
+    expectFlags(fresh, true, false);
+    allocAt(fresh, {5});
+    expectFlags(fresh, true, false);
+  }
+}
+
+TEST_F(VekRwMemCacheTest, editOfAnUnsavedSampleDoesNotKeepALaterOneFromBeingAppendable) {
+  loadUniform();
+  allocAt(cache, {4});
+  ASSERT_NE(nullptr, cache.allocSample(4, 1));
+  expectFlags(true, false);
+  allocAt(cache, {5});
+  expectFlags(true, true);
+}
+
+TEST_F(VekRwMemCacheTest, secondSampleOfANewCacheIsAppendable) {
+  allocAt(cache, {1});
+  expectFlags(true, false);
+  allocAt(cache, {2});
+  expectFlags(true, true);
+}
+
+TEST_F(VekRwMemCacheTest, namesAndShiftsLeaveAppendableAsItWas) {
+  const std::pair<const char*, std::function<void(OpenRwCache&)>> edits[] = {
+      {"setName", [](OpenRwCache& c) { c.setName(0, "|new"); }},
+      {"setName of a new object", [](OpenRwCache& c) { c.setName(4, "|new"); }},
+      {"setAttrName", [](OpenRwCache& c) { c.setAttrName(0, 0, "new"); }},
+      {"setAttrType", [](OpenRwCache& c) { c.setAttrType(0, 0, "new"); }},
+      {"shiftFirstTimeTo", [](OpenRwCache& c) { c.shiftFirstTimeTo(10); }}};
+  for (const auto& [name, edit] : edits) {
+    for (const bool before : {false, true}) {
+      SCOPED_TRACE(name);
+      OpenRwCache fresh;
+      loadUniform(fresh);
+      fresh.metadata.dobjs[0]->addAttr(true, "n", "t", Vek::ValueType::Float);
+      fresh.appendable = before;
+      edit(fresh);
+      expectFlags(fresh, true, before);
+    }
+  }
+}
+
+TEST_F(VekRwMemCacheTest, shiftOfANonUniformCacheLeavesAppendableAsItWas) {
+  loadNonUniform();
+  cache.appendable = true;
+  cache.shiftFirstTimeTo(10);
+  expectFlags(true, true);
+}
+
+TEST_F(VekRwMemCacheTest, namesDoNotKeepALastSampleFromBeingAppendable) {
+  loadUniform();
+  cache.setName(0, "|c");
+  expectFlags(true, false);
+  allocAt(cache, {4});
+  expectFlags(true, true);
+}
+
+TEST_F(VekRwMemCacheTest, headFieldsDoNotTouchTheFlags) {
+  cache.setApplication("application");
+  cache.setSourceFile("source");
+  cache.setSpace(0);
+  expectFlags(false, false);
+  EXPECT_EQ("application", cache.getApplication());
+  EXPECT_EQ("source", cache.getSourceFile());
+  EXPECT_EQ(0, cache.getSpace());
+  cache.appendable = true;
+  cache.setSpace(1);
+  expectFlags(false, true);
+}
+
+TEST_F(VekRwMemCacheTest, gettersDoNotTouchTheFlags) {
+  loadUniform();
+  cache.getSample(1, 1);
+  cache.getObjectData(0, 0, Tag::POSI, nullptr);
+  cache.getNumVertices(0, 0);
+  EXPECT_EQ(0, cache.getSampleIndex(1));
+  expectFlags(false, false);
+}
+
+// ---- conversions ----
+
+TEST_F(VekRwMemCacheTest, convertToNonUniformFillsTheTimeTable) {
+  load(sceneImage({1, 1.5F, 2, 2.5F}, 2.0F));
+  cache.convertToNonUniformSampling();
+  EXPECT_EQ(0.0F, cache.getRate());
+  EXPECT_THAT(cache.timeTable, ElementsAre(1.0F, 1.5F, 2.0F, 2.5F));
+  EXPECT_EQ(1.0F, cache.getFirstTime());
+  EXPECT_EQ(2.5F, cache.getLastTime());
+}
+
+TEST_F(VekRwMemCacheTest, convertToNonUniformDoesNothingTwice) {
+  loadNonUniform();
+  cache.timeTable[1] = 2.25F;
+  cache.convertToNonUniformSampling();
+  EXPECT_THAT(cache.timeTable, ElementsAre(1.0F, 2.25F, 3.0F, 5.0F));
+}
+
+TEST_F(VekRwMemCacheTest, convertToNonUniformOfAnEmptyCache) {
+  cache.convertToNonUniformSampling();
+  EXPECT_EQ(0.0F, cache.getRate());
+  EXPECT_TRUE(cache.timeTable.empty());
+}
+
+TEST_F(VekRwMemCacheTest, convertToUniformIsTrueAtOnceForAUniformCache) {
+  load(sceneImage({1, 1.5F, 2}, 2.0F));
+  EXPECT_TRUE(cache.convertToUniformSampling());
+  EXPECT_EQ(2.0F, cache.getRate());
+}
+
+TEST_F(VekRwMemCacheTest, convertToUniformOfEvenTimes) {
+  load(sceneImage({1, 1.25F, 1.5F, 1.75F}, 0.0F));
+  EXPECT_TRUE(cache.convertToUniformSampling());
+  EXPECT_EQ(4.0F, cache.getRate());
+  EXPECT_TRUE(cache.timeTable.empty());
+  EXPECT_THAT(timesOf(cache), ElementsAre(1.0F, 1.25F, 1.5F, 1.75F));
+}
+
+TEST_F(VekRwMemCacheTest, convertToUniformOfTwoTimes) {
+  load(sceneImage({3, 11}, 0.0F));
+  EXPECT_TRUE(cache.convertToUniformSampling());
+  EXPECT_EQ(0.125F, cache.getRate());
+}
+
+TEST_F(VekRwMemCacheTest, convertToUniformRefusesUnevenTimes) {
+  loadNonUniform();
+  EXPECT_FALSE(cache.convertToUniformSampling());
+  EXPECT_EQ(0.0F, cache.getRate());
+  EXPECT_THAT(cache.timeTable, ElementsAre(1.0F, 2.0F, 3.0F, 5.0F));
+}
+
+TEST_F(VekRwMemCacheTest, convertToUniformComparesExactly) {
+  // The steps are 838861, 838861 and 838860 times 2^-23.
+  load(sceneImage({1.0F, 1.1F, 1.2F, 1.3F}, 0.0F));
+  EXPECT_FALSE(cache.convertToUniformSampling());
+  cache.truncate(1.2F);
+  EXPECT_TRUE(cache.convertToUniformSampling());
+  EXPECT_EQ(9.99999762F, cache.getRate());
+}
+
+TEST_F(VekRwMemCacheTest, convertToUniformOfASingleSample) {
+  load(sceneImage({4}, 0.0F));
+  EXPECT_TRUE(cache.convertToUniformSampling());
+  EXPECT_EQ(1.0F, cache.getRate());
+  EXPECT_TRUE(cache.timeTable.empty());
+  EXPECT_EQ(4.0F, cache.getSampleTime(0));
+}
+
+TEST_F(VekRwMemCacheTest, convertToUniformOfNoSample) {
+  cache.metadata.rate = 0.0F;
+  cache.timeTable = {1, 2, 9};
+  EXPECT_TRUE(cache.convertToUniformSampling());
+  EXPECT_EQ(1.0F, cache.getRate());
+  EXPECT_TRUE(cache.timeTable.empty());
+}
+
+// ---- shiftFirstTimeTo ----
+
+TEST_F(VekRwMemCacheTest, shiftMovesBothTimesOfAUniformCache) {
+  allocAt(cache, {1, 2, 3, 4, 5});
+  cache.shiftFirstTimeTo(10);
+  EXPECT_EQ(10.0F, cache.getFirstTime());
+  EXPECT_EQ(14.0F, cache.getLastTime());
+  EXPECT_EQ(1.0F, cache.getRate());
+  EXPECT_THAT(timesOf(cache), ElementsAre(10, 11, 12, 13, 14));
+  EXPECT_TRUE(cache.isDirty());
+}
+
+TEST_F(VekRwMemCacheTest, shiftBackwards) {
+  loadUniform();
+  cache.shiftFirstTimeTo(-10.5F);
+  EXPECT_EQ(-10.5F, cache.getFirstTime());
+  EXPECT_EQ(-8.5F, cache.getLastTime());
+  EXPECT_THAT(valuesOf(cache, 0), ElementsAre(stored(0, 0), stored(1, 0), stored(2, 0)));
+  expectFlags(true, false);
+}
+
+TEST_F(VekRwMemCacheTest, shiftOfANonUniformCacheMovesOnlyTheTimeTable) {
+  loadNonUniform();
+  cache.shiftFirstTimeTo(10);
+  EXPECT_THAT(cache.timeTable, ElementsAre(10.0F, 11.0F, 12.0F, 14.0F));
+  EXPECT_EQ(1.0F, cache.getFirstTime());
+  EXPECT_EQ(5.0F, cache.getLastTime());
+  EXPECT_EQ(0.0F, cache.getRate());
+  expectFlags(true, false);
+}
+
+TEST_F(VekRwMemCacheTest, shiftOfANonUniformCacheAddsUp) {
+  // The difference is taken to the first time, which does not move.
+  loadNonUniform();
+  cache.shiftFirstTimeTo(10);
+  cache.shiftFirstTimeTo(10);
+  EXPECT_THAT(cache.timeTable, ElementsAre(19.0F, 20.0F, 21.0F, 23.0F));
+}
+
+TEST_F(VekRwMemCacheTest, shiftToTheFirstTimeDoesNothing) {
+  loadUniform();
+  cache.shiftFirstTimeTo(1);
+  expectFlags(false, false);
+  loadNonUniform();
+  cache.shiftFirstTimeTo(1);
+  expectFlags(false, false);
+  EXPECT_THAT(cache.timeTable, ElementsAre(1, 2, 3, 5));
+}
+
+TEST_F(VekRwMemCacheTest, shiftOfANonUniformCacheWithoutTimesIsNoEdit) {
+  cache.metadata.rate = 0.0F;
+  cache.shiftFirstTimeTo(3);
+  expectFlags(false, false);
+  EXPECT_EQ(kInfinity, cache.getFirstTime());
+}
+
+// ---- truncate ----
+
+TEST_F(VekRwMemCacheTest, truncateKeepsTheFirstSampleNotBeforeTheTime) {
+  allocAt(cache, {0, 1, 2, 3});
+  cache.truncate(1.5F);
+  EXPECT_EQ(3, cache.getNumSamples());
+  EXPECT_EQ(2.0F, cache.getLastTime());
+  EXPECT_EQ(0.0F, cache.getFirstTime());
+  EXPECT_EQ(1.0F, cache.getRate());
+  EXPECT_EQ(3U, cache.sampleTable.size());
+  EXPECT_EQ(nullptr, cache.getSample(3, 0));
+  expectFlags(true, false);
+}
+
+TEST_F(VekRwMemCacheTest, truncateAtTheLastTimeLeavesEverything) {
+  for (const float time : {3.0F, 3.5F, kInfinity}) {
+    OpenRwCache fresh;
+    load(sceneImage({0, 1, 2, 3}, 1.0F), fresh);
+    fresh.truncate(time);
+    expectFlags(fresh, false, false);
+    EXPECT_EQ(4, fresh.getNumSamples());
+    EXPECT_TRUE(fresh.file.isOpen());
+  }
+}
+
+TEST_F(VekRwMemCacheTest, truncateBetweenTheLastTwoLeavesEverySample) {
+  load(sceneImage({0, 1, 2, 3}, 1.0F));
+  cache.truncate(2.5F);
+  EXPECT_EQ(4, cache.getNumSamples());
+  EXPECT_EQ(3.0F, cache.getLastTime());
+  EXPECT_EQ(stored(3, 1), valueOf(cache, 3, 1));
+}
+
+TEST_F(VekRwMemCacheTest, truncateAtTheFirstTimeLeavesOneSample) {
+  loadUniform();
+  cache.truncate(1);
+  EXPECT_EQ(1, cache.getNumSamples());
+  EXPECT_EQ(1.0F, cache.getLastTime());
+  EXPECT_EQ(2, cache.getNumObjects());
+  EXPECT_THAT(valuesOf(cache, 1), ElementsAre(stored(0, 1)));
+}
+
+TEST_F(VekRwMemCacheTest, truncateClosesTheFileAndLaterFetchesOpenIt) {
+  loadUniform();
+  ASSERT_TRUE(cache.file.isOpen());
+  cache.truncate(2);
+  EXPECT_FALSE(cache.file.isOpen());
+  EXPECT_EQ(stored(1, 1), valueOf(cache, 1, 1));
+}
+
+TEST_F(VekRwMemCacheTest, truncateKeepsTheGroupsOfTheSamplesBefore) {
+  loadUniform();
+  const VekGroupChunk* first = cache.getSample(0, 0);
+  const VekGroupChunk* second = cache.getSample(1, 1);
+  ASSERT_NE(nullptr, cache.getSample(2, 0));
+  cache.truncate(2);
+  EXPECT_EQ(2U, cache.sampleTable.size());
+  EXPECT_EQ(first, cache.getSample(0, 0));
+  EXPECT_EQ(second, cache.getSample(1, 1));
+}
+
+TEST_F(VekRwMemCacheTest, truncateLeavesTheTablesLonger) {
+  loadNonUniform();
+  cache.truncate(1.5F);
+  EXPECT_EQ(2, cache.getNumSamples());
+  EXPECT_EQ(2.0F, cache.getLastTime());
+  EXPECT_EQ(4U, cache.timeTable.size());
+  EXPECT_EQ(4U, cache.jumpTable.size());
+}
+
+TEST_F(VekRwMemCacheTest, lookupsSeeOnlyTheSamplesLeftByTruncate) {
+  loadNonUniform();
+  cache.truncate(2);
+  EXPECT_EQ(-1, cache.getSampleIndex(3));
+  EXPECT_EQ(-1, cache.getSampleIndex(5));
+  EXPECT_EQ(1, cache.getMaxSampleIndexNotGreaterThan(5));
+  EXPECT_EQ(-1, cache.getMinSampleIndexNotLessThan(2.5F));
+  EXPECT_TRUE(std::isnan(cache.getSampleTime(2)));
+}
+
+TEST_F(VekRwMemCacheTest, newTimeAfterTruncateGoesBehindTheSamplesLeft) {
+  loadNonUniform();
+  cache.truncate(2);
+  allocAt(cache, {7});
+  EXPECT_EQ(3, cache.getNumSamples());
+  ASSERT_GE(cache.timeTable.size(), 3U);
+  EXPECT_EQ(7.0F, cache.timeTable[2]);
+  EXPECT_THAT(timesOf(cache), ElementsAre(1, 2, 7));
+  EXPECT_EQ(2, cache.getSampleIndex(7));
+  EXPECT_EQ(-1, cache.getSampleIndex(3));
+}
+
+TEST_F(VekRwMemCacheTest, sampleInsertedAfterTruncate) {
+  loadNonUniform();
+  cache.truncate(3);
+  allocAt(cache, {1.5F, 6});
+  EXPECT_THAT(timesOf(cache), ElementsAre(1, 1.5F, 2, 3, 6));
+  EXPECT_THAT(valuesOf(cache, 0), ElementsAre(stored(0, 0), -1, stored(1, 0), stored(2, 0), -1));
+}
+
+TEST_F(VekRwMemCacheTest, sampleAfterTruncateIsNeverReadFromTheFile) {
+  loadUniform();
+  cache.truncate(1);
+  allocAt(cache, {2, 3});
+  EXPECT_EQ(nullptr, cache.getSample(1, 1));
+  EXPECT_EQ(nullptr, cache.getSample(2, 1));
+  EXPECT_THAT(valuesOf(cache, 0), ElementsAre(stored(0, 0), -1, -1));
+  // The same objects asked for as an edit are new and empty.
+  VekGroupChunk* sobj = cache.allocSample(2, 1);
+  ASSERT_NE(nullptr, sobj);
+  EXPECT_EQ(0U, sobj->numChildren());
+}
+
+TEST_F(VekRwMemCacheTest, conversionsAfterTruncateUseOnlyTheSamplesLeft) {
+  loadNonUniform();
+  cache.truncate(3);
+  EXPECT_TRUE(cache.convertToUniformSampling());
+  EXPECT_EQ(1.0F, cache.getRate());
+  cache.convertToNonUniformSampling();
+  EXPECT_THAT(cache.timeTable, ElementsAre(1.0F, 2.0F, 3.0F));
+}
+
+TEST_F(VekRwMemCacheTest, truncateBeforeTheFirstTimeDeletesTheCache) {
+  for (const bool dirty : {false, true}) {
+    for (const float time : {0.5F, -kInfinity}) {
+      OpenRwCache fresh;
+      loadUniform(fresh);
+      fresh.dirty = dirty;
+      fresh.truncate(time);
+      EXPECT_EQ(dirty, fresh.isDirty());
+      EXPECT_EQ(0, fresh.getNumSamples());
+      EXPECT_EQ(0, fresh.getNumObjects());
+      EXPECT_EQ(path(), fresh.getFilename());
+    }
+  }
+}
+
+TEST_F(VekRwMemCacheTest, truncateWhereNoSampleFollowsDeletesTheCache) {
+  // No sample lies at or after a time that is not a number.
+  loadUniform();
+  ASSERT_EQ(-1, cache.getMinSampleIndexNotLessThan(kNaN));
+  cache.truncate(kNaN);
+  EXPECT_EQ(0, cache.getNumSamples());
+  EXPECT_EQ(0, cache.getNumObjects());
+  EXPECT_EQ(path(), cache.getFilename());
+  expectFlags(false, false);
+}
+
+TEST_F(VekRwMemCacheTest, truncateOfAnEmptyCacheDoesNothing) {
+  cache.truncate(1);
+  cache.truncate(-kInfinity);
+  expectFlags(false, false);
+}
+
+// ---- deleteCache ----
+
+TEST_F(VekRwMemCacheTest, deleteCacheRemovesEverythingButTheNameAndKeepOpen) {
+  ASSERT_TRUE(cache.load(writeFile(sceneImage({1, 2, 3, 5}, 0.0F)).c_str(), false));
+  cache.setApplication("application");
+  ASSERT_NE(nullptr, cache.getSample(0, 0));
+  cache.deleteCache();
+  EXPECT_EQ(path(), cache.getFilename());
+  EXPECT_FALSE(cache.getKeepOpen());
+  EXPECT_EQ(0, cache.getNumSamples());
+  EXPECT_EQ(0, cache.getNumObjects());
+  EXPECT_EQ("", cache.getApplication());
+  EXPECT_EQ(1.0F, cache.getRate());
+  EXPECT_TRUE(cache.sampleTable.empty());
+  EXPECT_TRUE(cache.timeTable.empty());
+  EXPECT_TRUE(cache.jumpTable.empty());
+  EXPECT_FALSE(cache.file.isOpen());
+  EXPECT_EQ(1, cache.openMode);
+}
+
+TEST_F(VekRwMemCacheTest, deleteCacheLeavesDirtyAsItWas) {
+  for (const bool dirty : {false, true}) {
+    OpenRwCache fresh;
+    loadUniform(fresh);
+    fresh.dirty = dirty;
+    fresh.deleteCache();
+    EXPECT_EQ(dirty, fresh.isDirty());
+    EXPECT_TRUE(fresh.getKeepOpen());
+  }
+}
+
+TEST_F(VekRwMemCacheTest, deletedCacheCanBeFilledAgain) {
+  loadUniform();
+  cache.deleteCache();
+  allocAt(cache, {1, 2, 3});
+  EXPECT_EQ(nullptr, cache.getSample(0, 1));
+  EXPECT_THAT(valuesOf(cache, 0), ElementsAre(-1, -1, -1));
+  EXPECT_TRUE(cache.isDirty());
+}
+
+// ---- names ----
+
+TEST_F(VekRwMemCacheTest, setNameAddsDefinitionsUpToTheObject) {
+  cache.setName(2, "|c");
+  ASSERT_EQ(3, cache.getNumObjects());
+  EXPECT_EQ("", cache.getName(0));
+  EXPECT_EQ("", cache.getName(1));
+  EXPECT_EQ("|c", cache.getName(2));
+  expectFlags(true, false);
+}
+
+TEST_F(VekRwMemCacheTest, setNameReplacesTheName) {
+  loadUniform();
+  cache.setName(1, "|new");
+  EXPECT_EQ("|a", cache.getName(0));
+  EXPECT_EQ("|new", cache.getName(1));
+  EXPECT_EQ(2, cache.getNumObjects());
+  EXPECT_EQ(1, cache.findObjectIndex("|new"));
+}
+
+TEST_F(VekRwMemCacheTest, setNameToTheSameNameIsNoEdit) {
+  loadUniform();
+  cache.setName(1, "|b");
+  expectFlags(false, false);
+}
+
+TEST_F(VekRwMemCacheTest, setNameThatOnlyAddsADefinitionIsAnEdit) {
+  loadUniform();
+  cache.setName(2, "");
+  EXPECT_EQ(3, cache.getNumObjects());
+  expectFlags(true, false);
+}
+
+TEST_F(VekRwMemCacheTest, setNameTakesNullForAnEmptyName) {
+  loadUniform();
+  cache.setName(0, nullptr);
+  EXPECT_EQ("", cache.getName(0));
+  expectFlags(true, false);
+}
+
+TEST_F(VekRwMemCacheTest, setNameOfANegativeIndexChangesNothing) {
+  loadUniform();
+  cache.setName(-1, "|x");
+  EXPECT_EQ(2, cache.getNumObjects());
+  EXPECT_EQ("|a", cache.getName(0));
+  expectFlags(false, false);
+}
+
+/// The setters of attributes obey the same rules.
+class VekRwMemCacheAttrTest : public VekRwMemCacheTest, public ::testing::WithParamInterface<bool> {
+ protected:
+  void SetUp() override {
+    VekRwMemCacheTest::SetUp();
+    loadUniform();
+    cache.metadata.dobjs[0]->addAttr(true, "first", "t1", Vek::ValueType::Float);
+    cache.metadata.dobjs[0]->addAttr(false, "second", "t2", Vek::ValueType::Float);
+  }
+  bool set(int obj, int attr, const std::string& text) {
+    return GetParam() ? cache.setAttrName(obj, attr, text) : cache.setAttrType(obj, attr, text);
+  }
+  std::string get(int attr) const {
+    return GetParam() ? cache.getAttrName(0, attr) : cache.getAttrType(0, attr);
+  }
+};
+
+TEST_P(VekRwMemCacheAttrTest, setterReplacesTheEntry) {
+  for (const int attr : {0, 1}) {
+    EXPECT_TRUE(set(0, attr, "new"));
+    EXPECT_EQ("new", get(attr));
+  }
+  expectFlags(true, false);
+}
+
+TEST_P(VekRwMemCacheAttrTest, setterToTheSameTextIsAnEdit) {
+  EXPECT_TRUE(set(0, 0, get(0)));
+  expectFlags(true, false);
+}
+
+TEST_P(VekRwMemCacheAttrTest, setterIsFalseOutsideTheObjects) {
+  for (const int obj : {-1, 2, 100}) EXPECT_FALSE(set(obj, 0, "new"));
+  expectFlags(false, false);
+  EXPECT_EQ(2, cache.getNumObjects());
+}
+
+TEST_P(VekRwMemCacheAttrTest, setterIsFalseWithoutAttributesButAnEdit) {
+  EXPECT_FALSE(set(1, 0, "new"));
+  expectFlags(true, false);
+}
+
+TEST_P(VekRwMemCacheAttrTest, setterThrowsOutsideTheAttributesAndIsAnEdit) {
+  for (const int attr : {-1, 2}) {
+    cache.dirty = false;
+    const std::string text =
+        captureStdout([&] { EXPECT_THROW(set(0, attr, "new"), bool) << attr; });
+    EXPECT_EQ("DATR attribute index out of bounds", reportedMessage(text, "VekChunks:", " "));
+    expectFlags(true, false);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Setters, VekRwMemCacheAttrTest, ::testing::Bool(), [](const auto& which) {
+  return which.param ? "setAttrName" : "setAttrType";
+});
+
+// ---- allocFrame ----
+
+TEST_F(VekRwMemCacheTest, allocFrameGivesEveryObjectInItsOrder) {
+  loadUniform();
+  std::vector<VekGroupChunk*> sobjs;
+  ASSERT_TRUE(cache.allocFrame(4, sobjs));
+  ASSERT_EQ(2U, sobjs.size());
+  EXPECT_EQ(4, cache.getNumSamples());
+  for (int obj = 0; obj < 2; ++obj) {
+    ASSERT_NE(nullptr, sobjs[static_cast<std::size_t>(obj)]);
+    EXPECT_EQ(0U, sobjs[static_cast<std::size_t>(obj)]->numChildren());
+    EXPECT_EQ(sobjs[static_cast<std::size_t>(obj)], cache.getSample(3, obj));
+  }
+}
+
+TEST_F(VekRwMemCacheTest, allocFrameReplacesWhatTheListHeld) {
+  loadUniform();
+  std::vector<VekGroupChunk*> sobjs(7, nullptr);
+  ASSERT_TRUE(cache.allocFrame(4, sobjs));
+  EXPECT_EQ(2U, sobjs.size());
+  EXPECT_THAT(sobjs, Each(::testing::Not(IsNull())));
+}
+
+TEST_F(VekRwMemCacheTest, frameAfterTheLastIsAppendable) {
+  loadUniform();
+  std::vector<VekGroupChunk*> sobjs;
+  ASSERT_TRUE(cache.allocFrame(4, sobjs));
+  expectFlags(true, true);
+  ASSERT_TRUE(cache.allocFrame(5, sobjs));
+  expectFlags(true, true);
+}
+
+TEST_F(VekRwMemCacheTest, secondAllocSampleRulesOutAppendingAFrame) {
+  loadUniform();
+  std::vector<VekGroupChunk*> sobjs;
+  ASSERT_TRUE(cache.allocFrame(4, sobjs));
+  EXPECT_EQ(sobjs[1], cache.allocSample(4, 1));
+  expectFlags(true, false);
+}
+
+TEST_F(VekRwMemCacheTest, frameNotAfterTheLastIsNotAppendable) {
+  for (const float time : {0.0F, 1.0F, 1.5F, 3.0F}) {
+    SCOPED_TRACE(time);
+    OpenRwCache fresh;
+    loadUniform(fresh);
+    std::vector<VekGroupChunk*> sobjs;
+    ASSERT_TRUE(fresh.allocFrame(time, sobjs));
+    expectFlags(fresh, true, false);
+  }
+}
+
+TEST_F(VekRwMemCacheTest, frameAfterAnEditOfAStoredSampleIsNotAppendable) {
+  loadUniform();
+  allocAt(cache, {2});
+  std::vector<VekGroupChunk*> sobjs;
+  ASSERT_TRUE(cache.allocFrame(4, sobjs));
+  expectFlags(true, false);
+}
+
+TEST_F(VekRwMemCacheTest, frameThatExistsGivesWhatIsThere) {
+  loadUniform();
+  std::vector<VekGroupChunk*> sobjs;
+  ASSERT_TRUE(cache.allocFrame(2, sobjs));
+  EXPECT_EQ(3, cache.getNumSamples());
+  ASSERT_EQ(2U, sobjs.size());
+  EXPECT_EQ(1U, sobjs[0]->numChildren());
+  EXPECT_EQ(stored(1, 1), valueOf(cache, 1, 1));
+}
+
+TEST_F(VekRwMemCacheTest, firstFrameIsNotAppendable) {
+  cache.setName(1, "|b");
+  std::vector<VekGroupChunk*> sobjs;
+  ASSERT_TRUE(cache.allocFrame(1, sobjs));
+  EXPECT_EQ(2U, sobjs.size());
+  expectFlags(true, false);
+}
+
+TEST_F(VekRwMemCacheTest, frameOfATimeThatIsNotFiniteIsRefused) {
+  loadUniform();
+  for (const float time : {kNaN, kInfinity, -kInfinity}) {
+    std::vector<VekGroupChunk*> sobjs;
+    EXPECT_FALSE(cache.allocFrame(time, sobjs));
+    expectFlags(false, false);
+    EXPECT_EQ(3, cache.getNumSamples());
+  }
+}
+
+TEST_F(VekRwMemCacheTest, frameOfACacheWithoutObjectsMakesNoSample) {
+  std::vector<VekGroupChunk*> sobjs;
+  cache.allocFrame(1, sobjs);
+  EXPECT_TRUE(sobjs.empty());
+  EXPECT_EQ(0, cache.getNumSamples());
+}
+
+}  // namespace
