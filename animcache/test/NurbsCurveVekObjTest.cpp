@@ -527,4 +527,15 @@ TEST_F(NurbsCurveVekObjTest, noElementsAreTraced) {
   EXPECT_THAT(trace, Not(HasSubstr("CPs")));
 }
 
+// Without the check a degree of 0 would make one control point of no knots.
+TEST_F(NurbsCurveVekObjTest, curveWithoutKnotsHasNoControlPoints) {
+  const std::vector<ByteImage> chunks = {pointChunk<int>("DEGR", {0}),
+                                         pointChunk<std::string>("FORM", {"kOpen"}),
+                                         pointChunk<float>("POSI", {1, 2, 3}, 3)};
+  EXPECT_FALSE(readPoints<float>(open(sampleScene(chunks)), 0).ok);
+  std::vector<ByteImage> withEmptyKnots = chunks;
+  withEmptyKnots.push_back(pointChunk<float>("KNTU", {}));
+  EXPECT_FALSE(readPoints<double>(open(sampleScene(withEmptyKnots)), 0).ok);
+}
+
 }  // namespace

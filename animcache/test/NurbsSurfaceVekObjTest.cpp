@@ -436,6 +436,20 @@ TEST_F(NurbsSurfaceVekObjTest, impossibleCountsFail) {
   }
 }
 
+// A small net may repeat its points often; the degree of a large one must not ask for more memory
+// than a few times what is stored.
+TEST_F(NurbsSurfaceVekObjTest, repeatedControlPointsStayInProportionToTheStoredOnes) {
+  const auto net = [](int degree, int distinctV) {
+    return std::vector<ByteImage>{degrees({degree, 0}), forms({"kPeriodic", "kOpen"}),
+                                  knotCount("KNTU", 2 * degree), knotCount("KNTV", distinctV - 1),
+                                  points(distinctV)};
+  };
+  // degree + 1 control points in U for the one that is stored.
+  EXPECT_EQ(readPoints<float>(open(sampleScene(net(99, 3))), 0, false).values.size(), 4U * 100 * 3);
+  EXPECT_FALSE(readPoints<float>(open(sampleScene(net(1000, 2000))), 0, false).ok);
+  EXPECT_FALSE(readPoints<double>(open(sampleScene(net(1000, 2000))), 0, true).ok);
+}
+
 TEST_F(NurbsSurfaceVekObjTest, partOfAPointIsNotRead) {
   std::vector<ByteImage> chunks = patch();
   chunks[4] = pointChunk<float>("POSI", std::vector<float>(17, 1.0F), 3);

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 
 #include "TransformScene.h"
 #include "VekHelperObj.h"
@@ -22,6 +23,10 @@ using ::testing::Not;
 static_assert(sizeof(TransformVekObj) == sizeof(VekHelperObj), "no members are added");
 
 class TransformVekObjTest : public TransformTest {};
+
+// Of a turn by 90 degrees as they are converted.
+const double kCos = std::cos(90 * kDegree);
+const double kSin = std::sin(90 * kDegree);
 
 // --- The view ------------------------------------------------------------------------------------
 
@@ -356,17 +361,15 @@ TEST_F(TransformVekObjTest, tooFewSamplesForTheDegreeDivideByZero) {
 // --- Composition ---------------------------------------------------------------------------------
 
 TEST_F(TransformVekObjTest, eachChannelAloneComposes) {
-  const double c = std::cos(90 * kDegree);
-  const double s = std::sin(90 * kDegree);
   const double cRadians = std::cos(90.0);
   const double sRadians = std::sin(90.0);
   using Elements = std::vector<std::pair<std::size_t, double>>;
-  const Elements aboutX = {{5, c}, {6, s}, {9, -s}, {10, c}};
-  const Elements aboutZ = {{0, c}, {1, s}, {4, -s}, {5, c}};
+  const Elements aboutX = {{5, kCos}, {6, kSin}, {9, -kSin}, {10, kCos}};
+  const Elements aboutZ = {{0, kCos}, {1, kSin}, {4, -kSin}, {5, kCos}};
   // Groups of three, for X, Y and Z.
   const std::vector<std::pair<std::string, std::vector<Elements>>> groups = {
       {"translate", {{{12, 90}}, {{13, 90}}, {{14, 90}}}},
-      {"rotate", {aboutX, {{0, c}, {2, -s}, {8, s}, {10, c}}, aboutZ}},
+      {"rotate", {aboutX, {{0, kCos}, {2, -kSin}, {8, kSin}, {10, kCos}}, aboutZ}},
       {"scale", {{{0, 90}}, {{5, 90}}, {{10, 90}}}},
       {"rotatePivot", {{}, {}, {}}},
       {"rotatePivotTranslate", {{{12, 90}}, {{13, 90}}, {{14, 90}}}},
@@ -400,8 +403,6 @@ TEST_F(TransformVekObjTest, degreesConvertWithTheSinglePrecisionFactor) {
 }
 
 TEST_F(TransformVekObjTest, factorsOfScaleAndRotationStandInTheirOrder) {
-  const double c = std::cos(90 * kDegree);
-  const double s = std::sin(90 * kDegree);
   const std::vector<std::pair<Channels, Mat>> cases = {
       {{{"scaleX", 2}, {"scaleZ", 5}, {"uniformScale", 3}}, diagonal(6, 3, 15)},
       {{{"scaleX", 2}, {"scalePivotX", 3}}, moved(-3, 0, 0, diagonal(2, 1, 1))},
@@ -410,7 +411,7 @@ TEST_F(TransformVekObjTest, factorsOfScaleAndRotationStandInTheirOrder) {
       {{{"shearXY", 2}, {"scalePivotY", 3}}, moved(-6, 0, 0, with(kIdentity, {{4, 2}}))},
       {{{"shearXY", 2}, {"shearXZ", 3}, {"shearYZ", 5}}, with(kIdentity, {{4, 2}, {8, 3}, {9, 5}})},
       {{{"rotateZ", 90}, {"rotatePivotX", 3}},
-       moved(3 - 3 * c, -3 * s, 0, turn('Z', 90 * kDegree))},
+       moved(3 - 3 * kCos, -3 * kSin, 0, turn('Z', 90 * kDegree))},
       {{{"rotateZ", 90}, {"rotatePivotTranslateX", 3}}, moved(3, 0, 0, turn('Z', 90 * kDegree))},
       {{{"rotateAxisX", 90}, {"rotateZ", 90}}, turn('X', 90 * kDegree) * turn('Z', 90 * kDegree)}};
   for (const auto& [channels, expected] : cases) {
@@ -420,14 +421,14 @@ TEST_F(TransformVekObjTest, factorsOfScaleAndRotationStandInTheirOrder) {
 }
 
 TEST_F(TransformVekObjTest, transformOrderIsTheOrderOfTheFactors) {
-  const double c = std::cos(90 * kDegree);
-  const double s = std::sin(90 * kDegree);
-  const Mat scaleFirst = with(kIdentity, {{0, 2 * c}, {1, 2 * s}, {4, -s}, {5, c}});
-  const Mat turnFirst = with(kIdentity, {{0, 2 * c}, {1, s}, {4, -2 * s}, {5, c}});
-  const std::vector<Mat> expected = {
-      moved(1, 0, 0, scaleFirst),         moved(c, s, 0, scaleFirst),
-      moved(1, 0, 0, turnFirst),          moved(2, 0, 0, turnFirst),
-      moved(2 * c, 2 * s, 0, scaleFirst), moved(2 * c, s, 0, turnFirst)};
+  const Mat scaleFirst = with(kIdentity, {{0, 2 * kCos}, {1, 2 * kSin}, {4, -kSin}, {5, kCos}});
+  const Mat turnFirst = with(kIdentity, {{0, 2 * kCos}, {1, kSin}, {4, -2 * kSin}, {5, kCos}});
+  const std::vector<Mat> expected = {moved(1, 0, 0, scaleFirst),
+                                     moved(kCos, kSin, 0, scaleFirst),
+                                     moved(1, 0, 0, turnFirst),
+                                     moved(2, 0, 0, turnFirst),
+                                     moved(2 * kCos, 2 * kSin, 0, scaleFirst),
+                                     moved(2 * kCos, kSin, 0, turnFirst)};
   for (std::size_t order = 0; order < 6; ++order) {
     SCOPED_TRACE(order);
     expectComposed(Xform(3)
@@ -557,8 +558,7 @@ TEST_F(TransformVekObjTest, diagonalAndTranslationBlendElementwise) {
   // t = -0.5: 0.375 P0 + 0.75 P1 - 0.125 P2
   const Mat half = moved(12.5, 37.5, 56.25, diagonal(1.5, 3.25, 4.75));
   expectAt(0.5F, 2, half, kAnimated);
-  // A cubic run of four samples is pulled back to nothing more here: 0 + 4 is the number of
-  // samples.
+  // The cubic run starts at the same sample here.
   expectAt(0.5F, 3, half, kAnimated);
 }
 

@@ -7,9 +7,9 @@
 // long as the cache keeps that sample (see VekRoMemCache). Views hold no state of their own between
 // calls; since the cache under them does, views of one cache serve one thread at a time.
 //
-// Accessors return false, and leave their outputs as they were unless their comment says otherwise,
-// when data is missing, of another type, or damaged. Nothing throws but the attribute index check
-// of VekDATRChunk, where a comment names it.
+// Accessors return false when data is missing, of another type, or damaged. Values are then as they
+// were unless a comment says otherwise; `state` and `dimension` may have been set. Nothing throws
+// but the attribute index check of VekDATRChunk, where a comment names it.
 
 #ifndef VEK_HELPER_OBJ_H
 #define VEK_HELPER_OBJ_H
@@ -21,6 +21,9 @@
 #include "VekCache.h"
 
 namespace Vek {
+
+template <typename T>
+class VekTransformChannels;
 
 /// How an evaluation at a time blends samples. Filled by the caller, read by the library.
 struct VEK_API VekInterpolationHints {
@@ -66,7 +69,8 @@ class VEK_API VekHelperObj {
   AnimationState isAnimated(unsigned tag);
   /// The same for the tag FREE.
   AnimationState isAnimated();
-  /// Throws the bool value false for an index outside the object's attributes, when it has any.
+  /// Throws the bool value false for an index outside the attributes of an object with a definition
+  /// of attributes.
   AnimationState isAttrAnimated(int attrIndex);
   /// Static and animated attributes together.
   int getNumAttrs();
@@ -81,8 +85,8 @@ class VEK_API VekHelperObj {
   std::string getObjectType(unsigned tag);
   /// The cache's first time, in frames.
   float getFirstTime();
-  /// The position of a time between two samples, in [0, 1) of their distance for uniform sampling;
-  /// else the fractional part of the time.
+  /// The position of a time between two samples, as a part of their distance, for uniform sampling;
+  /// else the fractional part of the time. Negative before the first time.
   float getTimeFraction(float time);
 
   /// Finds a chunk in the object's definition, else in the sample; `chunk` is null when there is
@@ -140,7 +144,7 @@ class VEK_API VekHelperObj {
 
   /// Chooses the `hints.interpolation` + 1 samples to blend at a time, and their times. False when
   /// the first of them alone is the answer; its index is -1 when there is no sample at or before
-  /// the time.
+  /// the time. Both vectors are empty when memory is short.
   bool getEvalTimeAndSampleIndices(float time, VekInterpolationHints& hints,
                                    std::vector<int>& sampleIndices,
                                    std::vector<float>& sampleTimes);
@@ -221,6 +225,10 @@ class VEK_API TransformVekObj : public VekHelperObj {
  private:
   friend class VekHelperObjFactory;
   struct Blend;
+  template <typename T>
+  struct ChannelValues;
+  template <typename T>
+  struct ChannelBatch;
 
   template <typename T>
   bool copyMatrix(int sampleIndex, std::vector<T>& matrix, AnimationState& state);
@@ -233,7 +241,10 @@ class VEK_API TransformVekObj : public VekHelperObj {
   template <typename T>
   bool composeChannels(const Blend& blend, T (&matrix)[16], AnimationState& state);
   template <typename T>
-  bool readChannel(const Blend& blend, int attr, T& value, bool& found, AnimationState& state);
+  bool readChannels(const Blend& blend, ChannelBatch<T>& batch, VekTransformChannels<T>& channels,
+                    AnimationState& state);
+  template <typename T>
+  T blendChannel(const Blend& blend, const ChannelValues<T>& values);
   template <typename T>
   bool readFirstValue(int sampleIndex, int attr, T& value, bool& found);
   int readRotateOrder(int sampleIndex);
@@ -313,7 +324,8 @@ class VEK_API GeometryVekObj : public VekHelperObj {
   virtual bool getPositionAtTime(float time, VekInterpolationHints& hints,
                                  std::vector<float>& values, AnimationState& state, int& dimension);
   /// Points `data` at the reference positions (attribute "rmanP__Pref" or "qorn_Pref") of the first
-  /// sample. Of several the double form takes the last one and the float form the first one. After
+  /// sample. Of several the float form takes the first one, or fails when it is not stored as
+  /// float; the double form takes the last one before the first that is not stored as double. After
   /// a failure `data` is null.
   virtual bool getPrefData(const std::vector<double>*& data, int& dimension);
   virtual bool getPrefData(const std::vector<float>*& data, int& dimension);
@@ -402,8 +414,8 @@ class VEK_API MeshVekObj : public GeometryVekObj {
 };
 
 /// A NURBS curve. Control points are homogeneous, x y z 1, and complete: those of a periodic form
-/// that repeat are filled in. There are none for a degree below 0 or above 1000, fewer knots than
-/// the degree, a period without points or fewer stored points than the knots ask for.
+/// that repeat are filled in. There are none without knots, for a negative degree, for fewer knots
+/// than the degree, for a period without points and for fewer stored points than the knots ask for.
 class VEK_API NurbsCurveVekObj : public GeometryVekObj {
  public:
   NurbsCurveVekObj(const NurbsCurveVekObj& other);
@@ -525,9 +537,6 @@ class VEK_API NurbsSurfaceVekObj : public GeometryVekObj {
 class VEK_API VekHelperObjFactory {
  public:
   explicit VekHelperObjFactory(VekRoMemCache* cache);
-  VekHelperObjFactory(const VekHelperObjFactory& other);
-  VekHelperObjFactory& operator=(const VekHelperObjFactory& other);
-  ~VekHelperObjFactory();
 
   /// The view that the object's chunks call for: of XFRM, MESH, NRBS, NRBC, ELOC, LXCS and POSI the
   /// first that it has decides, else it is a plain view, as for an index outside the cache. Owned

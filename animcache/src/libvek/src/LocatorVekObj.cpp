@@ -2,6 +2,7 @@
 //
 // The views of locators and coordinate systems.
 
+#include "VekGuarded.h"
 #include "VekHelperObj.h"
 
 namespace Vek {
@@ -30,11 +31,13 @@ LxCoordSystemVekObj::~LxCoordSystemVekObj() = default;
 
 // A setting holds for all samples: it is read at the first one, also when it is animated.
 int LxCoordSystemVekObj::getSetting(const char* name, int fallback) {
-  const std::vector<int>* data = nullptr;
-  int dimension = 0;
-  const int attr = findAttr(name);
-  return attr >= 0 && getAttrData(0, attr, data, dimension) && !data->empty() ? data->front()
-                                                                              : fallback;
+  return guarded(fallback, [&] {
+    const std::vector<int>* data = nullptr;
+    int dimension = 0;
+    const int attr = findAttr(name);
+    const bool found = attr >= 0 && getAttrData(0, attr, data, dimension) && !data->empty();
+    return found ? data->front() : fallback;
+  });
 }
 
 bool LxCoordSystemVekObj::scoped() {

@@ -94,7 +94,10 @@ bool MeshVekObj::getVelocityData(int sampleIndex, const std::vector<double>*& da
 bool MeshVekObj::copyInts(int sampleIndex, unsigned tag, std::vector<int>& values,
                           AnimationState& state) {
   const std::vector<int>* data = nullptr;
-  return pointAtChunk(sampleIndex, tag, data, state) && copyValues(*data, values);
+  if (!pointAtChunk(sampleIndex, tag, data, state)) return false;
+  const bool copied = copyValues(*data, values);
+  if (!copied) state = Static;
+  return copied;
 }
 
 bool MeshVekObj::getFaceVertexCnts(int sampleIndex, std::vector<int>& values,

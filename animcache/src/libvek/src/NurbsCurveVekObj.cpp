@@ -81,12 +81,13 @@ bool NurbsCurveVekObj::readControlPoints(int sampleIndex, std::vector<T>& points
   if (!getDegree(sampleIndex, degree, ignored) || !getForm(sampleIndex, form, ignored))
     return false;
   const NurbsDirection u(getNumKnots(sampleIndex, Tag::KNTU), degree, form);
+  if (!u.isValid()) return false;
   const VekChunk* chunk = nullptr;
   const AnimationState found = findChunk(sampleIndex, Tag::POSI, chunk);
   const std::vector<float>* stored = nullptr;
   if (!getVekLeafData(chunk, stored)) return false;
   state = found;
-  if (!u.isValid() || u.distinct > static_cast<__int64>(stored->size() / 3)) return false;
+  if (u.distinct > static_cast<__int64>(stored->size() / 3)) return false;
   return guarded(false, [&] {
     std::vector<T> result;
     result.reserve(static_cast<std::size_t>(4 * u.numCVs));

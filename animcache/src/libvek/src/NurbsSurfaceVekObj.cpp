@@ -2,6 +2,7 @@
 //
 // The view of NURBS surfaces.
 
+#include <algorithm>
 #include <iostream>
 
 #include "VekCopyValues.h"
@@ -139,9 +140,10 @@ bool NurbsSurfaceVekObj::readControlPoints(int sampleIndex, std::vector<T>& poin
   const NurbsDirection v(numKnotsV, degreeV, formV);
   const auto numStored = static_cast<__int64>(stored->size() / 3);
   if (!u.isValid() || !v.isValid() || u.distinct > numStored / v.distinct) return false;
+  const __int64 count = u.numCVs * v.numCVs;
+  if (count > std::max(4 * numStored, maxRepeatedControlPoints)) return false;
   return guarded(false, [&] {
     std::vector<T> result;
-    const __int64 count = u.numCVs * v.numCVs;
     result.reserve(static_cast<std::size_t>(4 * count));
     for (__int64 i = 0; i < count; ++i) {
       const __int64 indexU = uFastest ? i % u.numCVs : i / v.numCVs;

@@ -7,6 +7,7 @@
 // before the next fetch, and no pointer to a sample's data outlives a function here.
 
 #include <algorithm>
+#include <array>
 #include <iostream>
 
 #include "VekGuarded.h"
@@ -23,6 +24,23 @@ struct TransformVekObj::Blend {
   std::size_t count;  ///< 1 takes the sample as it is, 2 is linear, 3 quadratic
   int samples[3];
   float t;
+};
+
+/// The values of a channel's attribute at those samples.
+template <typename T>
+struct TransformVekObj::ChannelValues {
+  int attr;
+  std::size_t channel;
+  bool animated;
+  std::size_t numRead;  ///< how many samples have been read
+  T c[3];
+};
+
+/// Attributes that are read together.
+template <typename T>
+struct TransformVekObj::ChannelBatch {
+  std::array<ChannelValues<T>, Channel::Count> values = {};
+  std::size_t size = 0;
 };
 
 namespace {
@@ -162,45 +180,63 @@ TransformVekObj::Blend TransformVekObj::chooseBlend(float time, VekInterpolation
 
 // --- Composed from channels ----------------------------------------------------------------------
 
-// Returns whether there was any channel. Channels do not depend on one another, so one walk over
-// the attributes serves all of them; of several attributes of one name the last one counts.
+// Returns whether there was any channel. Channels do not depend on one another; of several
+// attributes of one name the last one counts.
 template <typename T>
 bool TransformVekObj::composeChannels(const Blend& blend, T (&matrix)[16], AnimationState& state) {
   const VekDOBJChunk* const definition = m_cache->getObjDef(m_objectIndex);
   const VekDATRChunk* const attrs = definition != nullptr ? definition->getDATR() : nullptr;
   if (attrs == nullptr) return false;
   VekTransformChannels<T> channels;
+  ChannelBatch<T> batch;
   bool found = false;
   for (int attr = 0; attr < attrs->getNumAttrs(); ++attr) {
     const std::size_t channel = findTransformChannel(attrs->getAttrName(attr));
-    T value = 0;
-    if (channel != Channel::Count && readChannel(blend, attr, value, found, state))
-      channels.set(channel, value);
+    if (channel == Channel::Count) continue;
+    batch.values[batch.size++] = {attr, channel, attrs->isAnimated(attr), 0, {}};
+    if (batch.size == batch.values.size())
+      found = readChannels(blend, batch, channels, state) || found;
   }
+  found = readChannels(blend, batch, channels, state) || found;
   if (!found) return false;
   channels.setRotateOrder(readRotateOrder(blend.samples[0]));
   std::copy_n(channels.compose().m, matrixSize, matrix);
   return true;
 }
 
-// A channel whose first sample is there counts as found, also when a later one is missing; it then
-// keeps the value that it had.
+// Reads a batch of channels and empties it. Sample by sample, since a cache with a limit may load a
+// sample anew whenever it changes. A channel whose first sample is there counts as found, also when
+// a later one is missing; it then keeps the value that it had.
 template <typename T>
-bool TransformVekObj::readChannel(const Blend& blend, int attr, T& value, bool& found,
-                                  AnimationState& state) {
-  T c[3] = {};
-  if (!readFirstValue(blend.samples[0], attr, c[0], found)) return false;
-  value = c[0];
-  if (isAttrAnimated(attr) == Static) return true;
-  for (std::size_t i = 1; i < blend.count; ++i) {
-    if (!readFirstValue(blend.samples[i], attr, c[i], found)) return false;
+bool TransformVekObj::readChannels(const Blend& blend, ChannelBatch<T>& batch,
+                                   VekTransformChannels<T>& channels, AnimationState& state) {
+  bool found = false;
+  for (std::size_t sample = 0; sample < blend.count; ++sample) {
+    for (std::size_t i = 0; i < batch.size; ++i) {
+      ChannelValues<T>& values = batch.values[i];
+      if (values.numRead < sample || (sample > 0 && !values.animated)) continue;
+      if (readFirstValue(blend.samples[sample], values.attr, values.c[sample], found))
+        ++values.numRead;
+    }
   }
+  for (std::size_t i = 0; i < batch.size; ++i) {
+    const ChannelValues<T>& values = batch.values[i];
+    if (values.numRead < (values.animated ? blend.count : 1)) continue;
+    channels.set(values.channel, values.animated ? blendChannel(blend, values) : values.c[0]);
+    if (values.animated) state = Animated;
+  }
+  batch.size = 0;
+  return found;
+}
+
+template <typename T>
+T TransformVekObj::blendChannel(const Blend& blend, const ChannelValues<T>& values) {
   const auto t = static_cast<T>(blend.t);
-  value = blend.count == 2 ? blendChannelLinear(c[0], c[1], t)
-                           : blendChannelQuadratic(c[0], c[1], c[2], t);
-  state = Animated;
-  if (verbosity >= 1) trace(getAttrName(attr).c_str(), &value, 1);
-  return true;
+  const T* const c = values.c;
+  const T value = blend.count == 2 ? blendChannelLinear(c[0], c[1], t)
+                                   : blendChannelQuadratic(c[0], c[1], c[2], t);
+  if (verbosity >= 1) trace(getAttrName(values.attr).c_str(), &value, 1);
+  return value;
 }
 
 // Sets `found` when there is a chunk. Other types than float and double count as 0; a leaf without

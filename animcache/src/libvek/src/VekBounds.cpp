@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <iostream>
 
+#include "VekGuarded.h"
 #include "VekHelperObj.h"
 
 namespace Vek {
@@ -105,7 +106,11 @@ bool VekHelperObj::computeBounds(int sampleIndex, float (&bounds)[6], AnimationS
 
 bool VekHelperObj::getBounds(int sampleIndex, std::vector<float>& bounds, AnimationState& state,
                              bool pointOrder) {
-  bounds.resize(numBounds);
+  const bool resized = guarded(false, [&] {
+    bounds.resize(numBounds);
+    return true;
+  });
+  if (!resized) return false;
   float found[numBounds];
   std::copy_n(bounds.begin(), numBounds, found);
   const bool ok = getBounds(sampleIndex, found, state, pointOrder);

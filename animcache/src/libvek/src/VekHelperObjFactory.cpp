@@ -11,12 +11,6 @@ namespace Vek {
 
 VekHelperObjFactory::VekHelperObjFactory(VekRoMemCache* cache) : m_cache(cache) {}
 
-VekHelperObjFactory::VekHelperObjFactory(const VekHelperObjFactory& other) = default;
-
-VekHelperObjFactory& VekHelperObjFactory::operator=(const VekHelperObjFactory& other) = default;
-
-VekHelperObjFactory::~VekHelperObjFactory() = default;
-
 VekHelperObj* VekHelperObjFactory::vekObjBuilder(int objectIndex) {
   if (m_cache == nullptr) return nullptr;
   return guarded<VekHelperObj*>(nullptr, [&]() -> VekHelperObj* {

@@ -13,9 +13,10 @@
 
 namespace Vek {
 
-/// Curves and surfaces in use have degrees below 20. The limit keeps the control points of a
-/// damaged file in proportion to what it stores.
-constexpr int maxNurbsDegree = 1000;
+/// A period repeats fewer points than it has, so that a surface has at most four control points for
+/// each that is stored. More than that are made only up to this number: the degree of a damaged
+/// file must not ask for memory without end.
+constexpr __int64 maxRepeatedControlPoints = 65536;
 
 /// The control points along one direction.
 struct NurbsDirection {
@@ -25,7 +26,7 @@ struct NurbsDirection {
   NurbsDirection(int numKnots, int degree, const std::string& form)
       : numCVs(static_cast<__int64>(numKnots) - degree + 1),
         distinct(form == "kPeriodic" ? numCVs - degree : numCVs),
-        m_valid(degree >= 0 && degree <= maxNurbsDegree && numCVs > 0 && distinct > 0) {}
+        m_valid(numKnots > 0 && degree >= 0 && numCVs > 0 && distinct > 0) {}
 
   /// Whether there are any: enough knots for the degree, and enough points for a period.
   bool isValid() const { return m_valid; }

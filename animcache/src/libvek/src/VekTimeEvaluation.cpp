@@ -55,7 +55,7 @@ VekHelperObj::SampleChoice VekHelperObj::evaluateAt(float time, VekInterpolation
   if (verbosity >= 1) {
     std::vector<int> indices;
     std::vector<float> times;
-    getEvalTimeAndSampleIndices(time, hints, indices, times);  // Traces the choice.
+    guarded(false, [&] { return getEvalTimeAndSampleIndices(time, hints, indices, times); });
   }
   return chooseSamples(time, hints);
 }
@@ -68,7 +68,11 @@ bool VekHelperObj::getEvalTimeAndSampleIndices(float time, VekInterpolationHints
     sampleTimes.resize(static_cast<std::size_t>(getRunLength(hints)));
     return true;
   });
-  if (!resized) return false;
+  if (!resized) {
+    sampleIndices.clear();
+    sampleTimes.clear();
+    return false;
+  }
   const SampleChoice choice = chooseSamples(time, hints);
   // For a hit the other entries stay as they are.
   const std::size_t count = choice.kind == SampleChoice::hit
