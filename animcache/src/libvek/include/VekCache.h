@@ -137,6 +137,7 @@ class VEK_API VekCache {
   VekFile file;
   int cachedSampleIndex = -1;        ///< the sample that objectJumps belongs to, -1 for none
   std::vector<__int64> objectJumps;  ///< offset of every object's SOBJ in that sample
+  int numFileObjects = 0;            ///< how many objects the file defines
 
  private:
   struct Section;
@@ -251,8 +252,8 @@ class VEK_API VekRwMemCache : public VekRoMemCache {
   bool allocFrame(float time, std::vector<VekGroupChunk*>& sobjs);
 
   /// Adds the new samples to the file in place. False when the file, its head or the edits do not
-  /// allow it, or on a failure. The cache is then whole and dirty: use save(), which then writes
-  /// the file anew.
+  /// allow it, or on a failure. The cache is then whole and dirty, though evenly spaced times may
+  /// have become uniform sampling: use save(), which writes the file anew.
   bool append();
   /// Saves under the cache's name; true without doing anything when there are no edits. `written`
   /// and `removed`, when given, receive whether the file was written or deleted.
@@ -269,7 +270,8 @@ class VEK_API VekRwMemCache : public VekRoMemCache {
   void deleteCache();
   /// Moves all samples in time, so that the first lies at `time`. In a non-uniform cache only the
   /// time table moves, not the first and last time: readers rely on that, but the file then saved
-  /// is refused by load().
+  /// is refused by load(). So is one that was moved to a time whose neighbours in single precision
+  /// lie further apart than its samples.
   void shiftFirstTimeTo(float time);
 
   /// Names an object; definitions are added until it exists. A null name is an empty one.
@@ -278,7 +280,7 @@ class VEK_API VekRwMemCache : public VekRoMemCache {
   /// bool value false for an attribute index out of range, as VekDATRChunk does.
   bool setAttrName(int obj, int attr, const std::string& name);
   bool setAttrType(int obj, int attr, const std::string& type);
-  /// Set a field of the head. They do not make the cache dirty.
+  /// Set a field of the head, which stays when memory is short. They do not make the cache dirty.
   void setApplication(const std::string& application);
   void setSourceFile(const std::string& sourceFile);
   void setSpace(int space);
@@ -303,12 +305,13 @@ class VEK_API VekRwMemCache : public VekRoMemCache {
 
   void markEdited();
   void markSaved();
-  VekGroupChunk* addFirstSample(float time, int obj);
-  VekGroupChunk* addLastSample(float time, int obj);
+  int findOrAddSample(float time, int obj, bool& isNew);
+  int addFirstSample(float time, int obj);
+  int addLastSample(float time, int obj);
+  int insertSample(int sample, float time, int obj);
   VekGroupChunk* allocInSample(int sample, int obj);
-  VekGroupChunk* insertSample(int sample, float time, int obj);
   std::unique_ptr<ObjectSamples> newSample(int obj);
-  VekGroupChunk* putSample(int sample, float time, std::unique_ptr<ObjectSamples> objects);
+  int putSample(int sample, float time, std::unique_ptr<ObjectSamples> objects);
   void defineObjects(int obj);
   bool addObjects(int obj);
   int getNumStored() const;
@@ -319,6 +322,7 @@ class VEK_API VekRwMemCache : public VekRoMemCache {
   bool loadAllStored();
   bool holdsAllStored();
   bool writeFile(std::vector<__int64>& jumps);
+  void fillSamples(int first);
   void forbidAppend();
   bool writeHead();
   bool writeSamples(VekSAMSChunk& stream, std::vector<__int64>& jumps, int first);
@@ -332,6 +336,7 @@ class VEK_API VekRwMemCache : public VekRoMemCache {
   bool scanTable(const VekHeader& h, FileScan& scan);
   bool knowsSamples(const FileScan& scan) const;
   bool fitsFile(const FileScan& scan);
+  static bool hasRoom(const FileScan& scan, __int64 numNewSamples);
   bool fitsHead(const FileScan& scan);
   bool replaceHead(const FileScan& scan);
   bool startSection(VekSAMSChunk& stream, const FileScan& scan, __int64 numNewSamples);

@@ -49,6 +49,7 @@ void VekCache::reset() {
   timeTable.clear();
   jumpTable.clear();
   objectJumps.clear();
+  numFileObjects = 0;
   cachedSampleIndex = -1;
 }
 
@@ -83,6 +84,7 @@ bool VekCache::loadFile(const std::string& path, bool keep) {
   fileName = path;
   keepOpen = keep;
   if (!readHead()) return false;
+  numFileObjects = getNumObjects();
   if (metadata.numSamples != 0 && !(readSections() && checkSamples())) return false;
   if (!keepOpen) file.close();
   return true;

@@ -33,10 +33,13 @@ bool VekRoMemCache::load(const char* filename, bool keep) {
   const int limit = maxSamples;  // The base class's load resets it.
   const bool loaded = VekCache::load(filename, keep);
   maxSamples = limit;
-  return loaded && guarded(false, [&] {
-           sampleTable.resize(static_cast<std::size_t>(metadata.numSamples));
-           return true;
-         });
+  if (!loaded) return false;
+  const bool sized = guarded(false, [&] {
+    sampleTable.resize(static_cast<std::size_t>(metadata.numSamples));
+    return true;
+  });
+  if (!sized) reset();
+  return sized;
 }
 
 bool VekRoMemCache::load(const char* filename, bool keep, int limit) {

@@ -38,27 +38,28 @@ void VekRwMemCache::markEdited() {
 
 VekGroupChunk* VekRwMemCache::allocSample(float time, int obj) {
   if (!std::isfinite(time) || obj < 0) return nullptr;
-  return guarded<VekGroupChunk*>(nullptr, [&]() -> VekGroupChunk* {
-    if (metadata.numSamples <= 0) return addFirstSample(time, obj);
-    if (time > metadata.lastTime) return addLastSample(time, obj);
-    const int sample = getMinSampleIndexNotLessThan(time);
-    if (sample < 0) return nullptr;
-    if (getSampleTime(sample) == time) return allocInSample(sample, obj);
-    return insertSample(sample, time, obj);
+  return guarded<VekGroupChunk*>(nullptr, [&] {
+    bool isNew = false;
+    const int sample = findOrAddSample(time, obj, isNew);
+    if (sample < 0) return static_cast<VekGroupChunk*>(nullptr);
+    return isNew ? sampleSlot(sample, obj).get() : allocInSample(sample, obj);
   });
 }
 
 bool VekRwMemCache::allocFrame(float time, std::vector<VekGroupChunk*>& sobjs) {
   const int count = getNumObjects();
-  if (count == 0) return false;
+  if (!std::isfinite(time) || count == 0) return false;
   return guarded(false, [&] {
     std::vector<VekGroupChunk*> found(static_cast<std::size_t>(count));
-    const __int64 before = metadata.numSamples;
-    found[0] = allocSample(time, 0);
-    if (found[0] == nullptr) return false;
-    const bool canAppend = appendable && metadata.numSamples > before;
-    for (int obj = 1; obj < count; ++obj) {
-      found[static_cast<std::size_t>(obj)] = allocSample(time, obj);
+    bool isNew = false;
+    // The index serves all objects: rounding can keep a time from being found again.
+    const int sample = findOrAddSample(time, 0, isNew);
+    if (sample < 0) return false;
+    const bool canAppend = appendable && isNew;
+    for (int obj = 0; obj < count; ++obj) {
+      const bool isThere = isNew && obj == 0;
+      found[static_cast<std::size_t>(obj)] =
+          isThere ? sampleSlot(sample, obj).get() : allocInSample(sample, obj);
       if (found[static_cast<std::size_t>(obj)] == nullptr) return false;
     }
     appendable = canAppend;
@@ -67,6 +68,29 @@ bool VekRwMemCache::allocFrame(float time, std::vector<VekGroupChunk*>& sobjs) {
   });
 }
 
+// The sample at a time; a new one holds the object. -1 for a time that cannot be placed.
+int VekRwMemCache::findOrAddSample(float time, int obj, bool& isNew) {
+  isNew = true;
+  if (metadata.numSamples <= 0) return addFirstSample(time, obj);
+  if (time > metadata.lastTime) return addLastSample(time, obj);
+  const int sample = getMinSampleIndexNotLessThan(time);
+  if (sample < 0) return -1;
+  isNew = getSampleTime(sample) != time;
+  return isNew ? insertSample(sample, time, obj) : sample;
+}
+
+namespace {
+
+/// Makes room for one more element than there are, or than `count` where that is more, in steps
+/// that grow with the size.
+template <typename T>
+void reserveOneMore(std::vector<T>& table, std::size_t count = 0) {
+  const std::size_t needed = std::max(table.size(), count) + 1;
+  if (table.capacity() < needed) table.reserve(std::max(needed, 2 * table.capacity()));
+}
+
+}  // namespace
+
 // Everything that an edit needs is made before the cache changes: when memory is short, nothing
 // has changed.
 std::unique_ptr<VekRoMemCache::ObjectSamples> VekRwMemCache::newSample(int obj) {
@@ -74,9 +98,9 @@ std::unique_ptr<VekRoMemCache::ObjectSamples> VekRwMemCache::newSample(int obj) 
   objects->back() = std::make_unique<VekGroupChunk>(Tag::SOBJ);
   const auto count = static_cast<std::size_t>(std::max<__int64>(metadata.numSamples, 0));
   if (sampleTable.size() < count) sampleTable.resize(count);
-  sampleTable.reserve(count + 1);
-  timeTable.reserve(std::max(count, timeTable.size()) + 1);
-  jumpTable.reserve(std::max(count, jumpTable.size()) + 1);
+  reserveOneMore(sampleTable);
+  reserveOneMore(timeTable, count);
+  reserveOneMore(jumpTable, count);
   defineObjects(obj);
   return objects;
 }
@@ -97,10 +121,9 @@ bool VekRwMemCache::addObjects(int obj) {
   return metadata.dobjs.size() > before;
 }
 
-// Puts a sample into the tables. Entries beyond the samples, left by a truncation, go.
-VekGroupChunk* VekRwMemCache::putSample(int sample, float time,
-                                        std::unique_ptr<ObjectSamples> objects) {
-  VekGroupChunk* const sobj = objects->back().get();
+// Puts a sample into the tables and returns its index. Entries beyond the samples, left by a
+// truncation, go.
+int VekRwMemCache::putSample(int sample, float time, std::unique_ptr<ObjectSamples> objects) {
   const auto count = static_cast<std::size_t>(metadata.numSamples);
   jumpTable.resize(count, -1);
   jumpTable.insert(jumpTable.begin() + sample, -1);
@@ -114,10 +137,10 @@ VekGroupChunk* VekRwMemCache::putSample(int sample, float time,
   sampleTable.insert(sampleTable.begin() + sample, std::move(objects));
   metadata.numSamples += 1;
   if (cachedSampleIndex >= sample) cachedSampleIndex = -1;
-  return sobj;
+  return sample;
 }
 
-VekGroupChunk* VekRwMemCache::addFirstSample(float time, int obj) {
+int VekRwMemCache::addFirstSample(float time, int obj) {
   metadata.numSamples = 0;
   auto objects = newSample(obj);
   metadata.firstTime = time;
@@ -127,7 +150,7 @@ VekGroupChunk* VekRwMemCache::addFirstSample(float time, int obj) {
   return putSample(0, time, std::move(objects));
 }
 
-VekGroupChunk* VekRwMemCache::addLastSample(float time, int obj) {
+int VekRwMemCache::addLastSample(float time, int obj) {
   auto objects = newSample(obj);
   const float rate = 1 / (time - metadata.lastTime);
   if (metadata.numSamples == 1 && rate > 0 && std::isfinite(rate))
@@ -147,14 +170,15 @@ VekGroupChunk* VekRwMemCache::allocInSample(int sample, int obj) {
   std::unique_ptr<VekGroupChunk>& sobj = sampleSlot(sample, obj);
   defineObjects(obj);
   if (!sobj) sobj = std::move(fresh);
-  storedEdited = storedEdited || sample < getNumStored();
+  const auto index = static_cast<std::size_t>(sample);
+  storedEdited = storedEdited || (index < jumpTable.size() && jumpTable[index] >= 0);
   markEdited();
   return sobj.get();
 }
 
-VekGroupChunk* VekRwMemCache::insertSample(int sample, float time, int obj) {
+int VekRwMemCache::insertSample(int sample, float time, int obj) {
   // Indices are about to shift: everything must be in memory.
-  if (!loadAllSamples()) return nullptr;
+  if (!loadAllSamples()) return -1;
   auto objects = newSample(obj);
   const bool keepsSpacing = time <= metadata.firstTime &&
                             (isNonUniform() || 1.0 / (metadata.firstTime - time) == metadata.rate);
@@ -177,7 +201,7 @@ int VekRwMemCache::getNumStored() const {
 // Whether the file holds data of the object in the sample, or may hold it where it is damaged.
 bool VekRwMemCache::isStored(int sample, int obj) {
   const auto index = static_cast<std::size_t>(sample);
-  if (index >= jumpTable.size() || jumpTable[index] < 0) return false;
+  if (obj >= numFileObjects || index >= jumpTable.size() || jumpTable[index] < 0) return false;
   const bool stored = !selectSample(sample) || static_cast<std::size_t>(obj) < objectJumps.size();
   if (!keepOpen) file.close();
   return stored;
@@ -250,11 +274,12 @@ void VekRwMemCache::truncate(float time) {
 
 void VekRwMemCache::deleteCache() {
   storedEdited = storedEdited || getNumStored() > 0;
-  const std::string path = fileName;
+  std::string path;
+  path.swap(fileName);
   const bool keep = keepOpen;
   reset();
   keepOpen = keep;
-  fileName = path;
+  fileName.swap(path);
 }
 
 // --- Names and head ------------------------------------------------------------------------------
@@ -286,11 +311,17 @@ bool VekRwMemCache::setAttrType(int obj, int attr, const std::string& type) {
 }
 
 void VekRwMemCache::setApplication(const std::string& application) {
-  metadata.application = application;
+  guarded(false, [&] {
+    metadata.application = application;
+    return true;
+  });
 }
 
 void VekRwMemCache::setSourceFile(const std::string& sourceFile) {
-  metadata.sourceFile = sourceFile;
+  guarded(false, [&] {
+    metadata.sourceFile = sourceFile;
+    return true;
+  });
 }
 
 void VekRwMemCache::setSpace(int space) {

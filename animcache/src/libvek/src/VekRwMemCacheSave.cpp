@@ -2,12 +2,14 @@
 //
 // Saving an edited cache: an append in place where the edits allow it, else a new file.
 //
-// Whatever fails, the cache in memory stays whole: the tables that describe the file change only
-// when the file is complete.
+// Whatever fails, the cache in memory stays whole: it takes the new places of its samples only when
+// the file is complete, and forgets the old ones when the file was damaged.
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
+#include <system_error>
 
 #include "VekCache.h"
 #include "VekGuarded.h"
@@ -28,6 +30,7 @@ __int64 writtenSize(const VekChunk& chunk) {
 }  // namespace
 
 void VekRwMemCache::markSaved() {
+  numFileObjects = getNumObjects();
   cachedSampleIndex = -1;
   dirty = false;
   appendable = false;
@@ -35,10 +38,7 @@ void VekRwMemCache::markSaved() {
 }
 
 bool VekRwMemCache::save(bool* written, bool* removed) {
-  if (dirty) {
-    const std::string path = fileName;
-    return saveAs(path.c_str(), written, removed);
-  }
+  if (dirty) return saveAs(fileName.c_str(), written, removed);
   if (written != nullptr) *written = false;
   if (removed != nullptr) *removed = false;
   return true;
@@ -74,16 +74,22 @@ bool VekRwMemCache::removeFile(const std::string& path, bool& removed) {
 // --- The whole file ------------------------------------------------------------------------------
 
 bool VekRwMemCache::rewrite(const std::string& path) {
-  if (!loadAllStored()) return false;
+  if (!loadAllStored()) {
+    file.close();
+    return false;
+  }
   convertToUniformSampling();
   std::vector<__int64> jumps(static_cast<std::size_t>(std::max<__int64>(metadata.numSamples, 0)));
+  // Under whatever name: a link, or another way to it.
+  std::error_code ignored;
+  const bool isOwnFile = std::filesystem::equivalent(path, fileName, ignored);
   if (!file.open(path.c_str(), "w")) return false;
   const __int64 dateBefore = metadata.dateStamp;
   metadata.dateStamp = Platform::now();
   if (!writeFile(jumps)) {
     file.close();
     metadata.dateStamp = dateBefore;
-    if (path == fileName) {
+    if (isOwnFile || path == fileName) {
       jumpTable.assign(jumps.size(), -1);  // What is left of the file is not to be read.
       forbidAppend();
     }
@@ -91,8 +97,22 @@ bool VekRwMemCache::rewrite(const std::string& path) {
   }
   jumpTable = std::move(jumps);
   fileName = path;
+  fillSamples(0);
   markSaved();
   return true;
+}
+
+// Holds what the file holds for objects without data: empty groups.
+void VekRwMemCache::fillSamples(int first) {
+  guarded(false, [&] {
+    for (int sample = first; sample < metadata.numSamples; ++sample) {
+      for (int obj = 0; obj < getNumObjects(); ++obj) {
+        std::unique_ptr<VekGroupChunk>& sobj = sampleSlot(sample, obj);
+        if (!sobj) sobj = std::make_unique<VekGroupChunk>(Tag::SOBJ);
+      }
+    }
+    return true;
+  });
 }
 
 // The file is incomplete: only writing it anew makes it whole.
@@ -110,7 +130,7 @@ bool VekRwMemCache::loadAllStored() {
   if (!file.isOpen()) file.open(fileName.c_str(), "r");
   const bool keep = keepOpen;
   keepOpen = true;
-  const bool complete = loadAllSamples() && holdsAllStored();
+  const bool complete = loadAllSamples() && guarded(false, [&] { return holdsAllStored(); });
   keepOpen = keep;
   return complete;
 }
@@ -157,6 +177,7 @@ bool VekRwMemCache::writeSamples(VekSAMSChunk& stream, std::vector<__int64>& jum
 bool VekRwMemCache::writeSample(VekSAMSChunk& stream, int sample) {
   const auto index = static_cast<std::size_t>(sample);
   if (index >= sampleTable.size() || !sampleTable[index]) return false;
+  if (isNonUniform() && index >= timeTable.size()) return false;
   const ObjectSamples& objects = *sampleTable[index];
   const float* const time = isNonUniform() ? &timeTable[index] : nullptr;
   if (!stream.writeStartSAMPChunk(file, getNumObjects(), time)) return false;
@@ -222,10 +243,12 @@ bool VekRwMemCache::appendToFile() {
     return replaceHead(scan) && startSection(stream, scan, metadata.numSamples - first) &&
            writeSamples(stream, jumps, first) && file.close();
   });
-  if (written)
+  if (written) {
     jumpTable = std::move(jumps);
-  else
+    fillSamples(first);
+  } else {
     forbidAppend();
+  }
   return written;
 }
 
@@ -238,14 +261,15 @@ bool VekRwMemCache::scanFile(FileScan& scan) {
   while (file.tell() < scan.size && file.readHeader(h)) {
     if (!scanChunk(h, scan)) return false;
   }
-  return scan.offsetToMETA >= 0 && scan.offsetToSAMS >= 0;
+  // Behind bytes that are no chunk, readers would not find what is added.
+  return file.tell() == scan.size && scan.offsetToMETA >= 0 && scan.offsetToSAMS >= 0;
 }
 
 bool VekRwMemCache::scanChunk(const VekHeader& h, FileScan& scan) {
   const __int64 offset = file.tell() - headerSize;
   if (h.tag == Tag::META) {
-    // The new head must fit exactly in place.
-    if (h.length != metadata.getLength()) return false;
+    // The new head must fit exactly in place; readers take the first one.
+    if (h.length != metadata.getLength() || scan.offsetToMETA >= 0) return false;
     scan.offsetToMETA = offset;
     scan.lengthOfMETA = h.length;
     return file.skipData(h);
@@ -267,6 +291,7 @@ bool VekRwMemCache::scanChunk(const VekHeader& h, FileScan& scan) {
 // Reads a table of a section and counts the free entries behind it; the jump table is the last.
 bool VekRwMemCache::scanTable(const VekHeader& h, FileScan& scan) {
   const bool isTimes = h.tag == Tag::TIMS;
+  if (h.type != (isTimes ? ValueType::Float : ValueType::Int64)) return false;
   const bool read =
       isTimes ? file.appendData(h, scan.fileTimes) : file.appendData(h, scan.fileJumps);
   if (!read) return false;
@@ -301,6 +326,9 @@ bool VekRwMemCache::fitsFile(const FileScan& scan) {
   if (scan.timeFREE != 0 && scan.timeFREE != scan.numFREE) return false;
   const bool nonUniform = !convertToUniformSampling();
   if (nonUniform != (scan.lastTimesCount > 0)) return false;
+  // Refused here rather than by the section's own tables, once the file was written to.
+  const __int64 numNewSamples = metadata.numSamples - static_cast<__int64>(stored);
+  if (nonUniform && hasRoom(scan, numNewSamples) && scan.timeFREE < numNewSamples) return false;
   if (verbosity >= 1) {
     const auto first = static_cast<__int64>(stored);
     std::cerr << " file size " << scan.size << " Samples cached " << sampleTable.size()
@@ -325,11 +353,15 @@ bool VekRwMemCache::replaceHead(const FileScan& scan) {
   return file.seek(scan.offsetToMETA, SEEK_SET, true) && metadata.write(file);
 }
 
+// Whether the last section can grow: it ends the file, and its jump table has free entries.
+bool VekRwMemCache::hasRoom(const FileScan& scan, __int64 numNewSamples) {
+  return scan.endOfSAMS == scan.size && scan.numFREE >= numNewSamples;
+}
+
 // Continues the last section when its tables have room for the samples, else begins a new one.
 bool VekRwMemCache::startSection(VekSAMSChunk& stream, const FileScan& scan,
                                  __int64 numNewSamples) {
-  // A section that something follows cannot grow.
-  if (scan.endOfSAMS == scan.size && scan.numFREE >= numNewSamples)
+  if (hasRoom(scan, numNewSamples))
     return file.seek(scan.offsetToSAMS, SEEK_SET, true) && stream.appendStart(file, numNewSamples);
   return file.seek(0, SEEK_END, true) &&
          stream.writeStart(file, numNewSamples, getReserve(), isNonUniform());
