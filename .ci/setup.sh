@@ -93,3 +93,17 @@ configure_and_build() {
     "-DCMAKE_BUILD_TYPE=$type" "$@"
   step "Building $title with $jobs jobs" cmake --build "$folder" --parallel "$jobs"
 }
+
+# vekdiff dumps into a fixed folder. Makes it, and lets this user own it, where this user may.
+make_dump_folder() {
+  local sudo=()
+  [ -w /disk1/tmp ] && return 0
+  if [ "$(id -u)" != 0 ]; then
+    if ! { have sudo && sudo -n true 2>/dev/null; }; then
+      say "The tests of vekdiff need a folder; to make it: sudo install -d -m 1777 -o $(id -un) /disk1 /disk1/tmp"
+      return 0
+    fi
+    sudo=(sudo)
+  fi
+  ${sudo[@]+"${sudo[@]}"} install -d -m 1777 -o "$(id -u)" /disk1 /disk1/tmp
+}

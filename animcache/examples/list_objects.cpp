@@ -51,7 +51,7 @@ bool isAnimated(SampleCache& cache, int object) {
   return cache.isObjectAnimated(object, Tag::MTRX) || cache.isObjectAnimated(object, Tag::POSI);
 }
 
-void printHead(SampleCache& cache) {
+void printHead(const SampleCache& cache) {
   std::cout << "format version " << cache.getVersion() << '\n';
   if (!cache.getApplication().empty()) std::cout << "written by " << cache.getApplication() << '\n';
   if (!cache.getSourceFile().empty()) std::cout << "made from " << cache.getSourceFile() << '\n';

@@ -16,12 +16,20 @@ VEK_API int vekinfo(const char* filename);
 /// failure; what was printed before a failure stays.
 VEK_API int vek2txt(const char* filename);
 
+/// Compares two files, except for their creation times, through text dumps in the fixed temporary
+/// files /disk1/tmp/vek___diff___1.txt and /disk1/tmp/vek___diff___2.txt and the system's diff, to
+/// which `options` (null for none) is passed as it stands; the shell sees it. Returns what system()
+/// returned for diff, 0 when the files are equal, or -1 on an error of its own, which leaves the
+/// temporary files where they are. Two comparisons at a time disturb one another.
+VEK_API int vekdiff(const char* file1, const char* file2, const char* options);
+
 /// Writes a small fixed file that exercises the whole writing path. Returns 0, or -1 on the first
 /// failure; the partly written file stays.
 VEK_API int vektest(const char* filename);
 
 namespace Vek {
 using ::vek2txt;
+using ::vekdiff;
 using ::vekinfo;
 using ::vektest;
 }  // namespace Vek

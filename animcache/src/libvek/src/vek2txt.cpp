@@ -2,14 +2,12 @@
 //
 // The text dump of a file: one chunk a line, in file order.
 
-#include <cstdio>
-#include <memory>
 #include <ostream>
 
 #include "VekGuarded.h"
 #include "VekIndent.h"
 #include "VekToolOutput.h"
-#include "vekToolError.h"
+#include "vekChunkDump.h"
 #include "vekUtils.h"
 
 namespace Vek {
@@ -37,49 +35,21 @@ void printNumber(std::ostream& os, unsigned int tag, Counters& counters) {
   }
 }
 
-int dumpLeaf(std::ostream& os, const std::string& filename, const VekHeader& h, VekFile& file,
-             int depth) {
-  const std::unique_ptr<VekChunk> chunk(VekChunk::create(h.tag, h.type));
-  if (!chunk) return toolError(tool, "Unrecognized chunk type");
-  if (!chunk->read(h, file)) return toolError(tool, filename + ": error reading leaf chunk");
-  chunk->print(os, depth);
-  return 0;
-}
-
-/// Whether a whole header stands at the offset: then it was damaged, not the end of the file.
-bool hasHeaderAt(VekFile& file, __int64 offset) {
-  return file.seek(0, SEEK_END, true) &&
-         file.tell() - offset >= static_cast<__int64>(sizeof(VekHeader));
-}
-
-int dumpChunks(std::ostream& os, const std::string& filename, VekFile& file, Counters& counters) {
-  for (;;) {
-    // The depth is that of the header's own position, before the header opens a group.
-    const auto depth = static_cast<int>(file.getLevel());
-    const __int64 offset = file.tell();
-    VekHeader h;
-    if (!file.readHeader(h)) {
-      if (!hasHeaderAt(file, offset)) return 0;
-      return toolError(tool, filename + ": error reading leaf chunk");
-    }
-    if (h.type == ValueType::Group || h.length == 0) {
-      h.print(printIndent(os, depth)) << " : ";
-      printNumber(os, h.tag, counters);
-    } else if (dumpLeaf(os, filename, h, file, depth) != 0) {
-      return -1;
-    }
-    os << "\n";
-  }
-}
-
 int dumpFile(const std::string& filename) {
   if (!VekFile::isVekFile(filename.c_str()))
     return toolError(tool, filename + ": is not a valid VEK file");
   VekFile file;
   if (!file.open(filename.c_str(), "r")) return toolError(tool, filename + ": could not open file");
-  Counters counters;
   ToolOutput output;
-  if (dumpChunks(output.stream(), filename, file, counters) != 0) return -1;
+  std::ostream& os = output.stream();
+  ChunkDump dump = {tool, filename, file, os};
+  Counters counters;
+  const auto printHeader = [&](const VekHeader& h, int depth) {
+    h.print(printIndent(os, depth)) << " : ";
+    printNumber(os, h.tag, counters);
+  };
+  const auto printLeaf = [&](const VekHeader& h, int depth) { return dumpLeaf(dump, h, depth); };
+  if (dumpChunks(dump, printHeader, printLeaf) != 0) return -1;
   if (!file.close()) return toolError(tool, filename + ": error closing file");
   if (counters.definitions != counters.objects)
     return toolError(tool, "Number of SOBJ not match number of DOBJ");
