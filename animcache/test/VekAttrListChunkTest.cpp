@@ -6,11 +6,11 @@
 
 #include <limits>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "ByteImage.h"
+#include "ChunkTest.h"
 #include "VekChunks.h"
 
 namespace {
@@ -22,25 +22,8 @@ using Strings = std::vector<std::string>;
 
 constexpr unsigned __int64 kHuge = std::numeric_limits<unsigned __int64>::max();
 
-class VekAttrListChunkTest : public FileTest {
+class VekAttrListChunkTest : public ChunkTest {
  protected:
-  std::string written(const VekChunk& chunk) {
-    VekFile f(path("out.vek").c_str(), "w");
-    EXPECT_TRUE(chunk.write(f));
-    EXPECT_EQ(f.getLevel(), 0U);
-    EXPECT_TRUE(f.close());
-    return readFile(path("out.vek"));
-  }
-  bool readInto(VekChunk& chunk, const ByteImage& image) {
-    VekFile f(writeFile(image, "in.vek").c_str(), "r");
-    VekHeader h;
-    return f.readHeader(h) && chunk.read(h, f);
-  }
-  static std::string printed(const VekChunk& chunk, int indent = 0) {
-    std::ostringstream os;
-    chunk.print(os, indent);
-    return os.str();
-  }
   static void fill(VekAttrListChunk& list, Strings names, Strings types) {
     list.names = std::move(names);
     list.types = std::move(types);

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "ByteImage.h"
+#include "ChunkTest.h"
 #include "VekChunks.h"
 
 namespace {
@@ -33,30 +34,8 @@ struct UnwritableChunk : VekChunk {
   bool write(VekFile&) const override { return false; }
 };
 
-class VekDATRChunkTest : public FileTest {
+class VekDATRChunkTest : public ChunkTest {
  protected:
-  void TearDown() override {
-    verbosity = -1;
-    FileTest::TearDown();
-  }
-  std::string written(const VekChunk& chunk) {
-    VekFile f(path("out.vek").c_str(), "w");
-    EXPECT_TRUE(chunk.write(f));
-    EXPECT_EQ(f.getLevel(), 0U);
-    EXPECT_TRUE(f.close());
-    return readFile(path("out.vek"));
-  }
-  bool readInto(VekChunk& chunk, const ByteImage& image) {
-    VekFile f(writeFile(image, "in.vek").c_str(), "r");
-    VekHeader h;
-    return f.readHeader(h) && chunk.read(h, f);
-  }
-  static std::string printed(const VekChunk& chunk, int indent = 0) {
-    std::ostringstream os;
-    chunk.print(os, indent);
-    return os.str();
-  }
-
   static void addStatic(VekDATRChunk& to, const std::string& name, float value) {
     asLeaf<float>(to.getStaticData(to.addAttr(false, name, "float", ValueType::Float, 0, 1)))
         ->setData({value});

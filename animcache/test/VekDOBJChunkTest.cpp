@@ -9,11 +9,11 @@
 #include <functional>
 #include <limits>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "ByteImage.h"
+#include "ChunkTest.h"
 #include "VekChunks.h"
 
 namespace {
@@ -23,26 +23,7 @@ using namespace VekTest;
 
 constexpr unsigned int kABCD = makeTag('A', 'B', 'C', 'D');
 
-class VekDOBJChunkTest : public FileTest {
- protected:
-  std::string written(const VekChunk& chunk) {
-    VekFile f(path("out.vek").c_str(), "w");
-    EXPECT_TRUE(chunk.write(f));
-    EXPECT_EQ(f.getLevel(), 0U);
-    EXPECT_TRUE(f.close());
-    return readFile(path("out.vek"));
-  }
-  bool readInto(VekChunk& chunk, const ByteImage& image) {
-    VekFile f(writeFile(image, "in.vek").c_str(), "r");
-    VekHeader h;
-    return f.readHeader(h) && chunk.read(h, f);
-  }
-  static std::string printed(const VekChunk& chunk, int indent = 0) {
-    std::ostringstream os;
-    chunk.print(os, indent);
-    return os.str();
-  }
-};
+class VekDOBJChunkTest : public ChunkTest {};
 
 // The attributes: static "size" (float: 2) and animated "vis" (bool).
 ByteImage datrImage() {

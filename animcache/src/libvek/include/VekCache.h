@@ -247,8 +247,10 @@ class VEK_API VekRwMemCache : public VekRoMemCache {
   /// non-uniform. Null, and nothing changed, for a time that is not finite, a negative index, data
   /// in the file that cannot be read, or when memory is short.
   VekGroupChunk* allocSample(float time, int obj);
-  /// allocSample() for every object of the cache, in their order. A sample after the last one can
-  /// be appended in place then, which a second allocSample() for the same time rules out.
+  /// The data of every object of the cache in the sample at `time`, in their order. A sample after
+  /// the last one can be appended in place then, which a second allocSample() for the same time
+  /// rules out. False, with `sobjs` as it was, without objects and where allocSample() gives null;
+  /// a new sample with some of the objects may then be left.
   bool allocFrame(float time, std::vector<VekGroupChunk*>& sobjs);
 
   /// Adds the new samples to the file in place. False when the file, its head or the edits do not
