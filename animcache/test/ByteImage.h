@@ -7,7 +7,6 @@
 #define VEK_TEST_BYTE_IMAGE_H
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -16,7 +15,10 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <system_error>
 #include <vector>
+
+#include "System.h"
 
 namespace VekTest {
 
@@ -81,11 +83,16 @@ class FileTest : public ::testing::Test {
     const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
     std::string name = std::string(info->test_suite_name()) + "_" + info->name();
     std::replace(name.begin(), name.end(), '/', '_');
-    m_folder =
-        std::filesystem::temp_directory_path() / ("vek_" + std::to_string(::getpid()) + "_" + name);
+    m_folder = std::filesystem::temp_directory_path() /
+               ("vek_" + std::to_string(processId()) + "_" + name);
     std::filesystem::create_directories(m_folder);
   }
-  void TearDown() override { std::filesystem::remove_all(m_folder); }
+  /// After the members of a test: Windows removes no file that is open.
+  ~FileTest() override {
+    std::error_code error;
+    std::filesystem::remove_all(m_folder, error);
+    EXPECT_FALSE(error) << m_folder << ": " << error.message();
+  }
 
   std::string path(const std::string& name = "file.vek") const {
     return (m_folder / name).string();

@@ -5,6 +5,7 @@
 #ifndef VEK_TEST_EVAL_REPLAY_H
 #define VEK_TEST_EVAL_REPLAY_H
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -113,7 +114,7 @@ EvalAnswer withReal(const EvalQuery& q, Call call) {
 template <typename Call>
 EvalAnswer withNumber(const EvalQuery& q, Call call) {
   if (q.element == 'i') return call(int());
-  if (q.element == 'l') return call(__int64());
+  if (q.element == 'l') return call(std::int64_t());
   return withReal(q, call);
 }
 

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <ostream>
 #include <string>
@@ -16,6 +15,7 @@
 #include "ByteImage.h"
 #include "EvalQuery.h"
 #include "EvalReplay.h"
+#include "GoldenScenes.h"
 #include "VekCache.h"
 
 namespace {
@@ -52,38 +52,6 @@ const SetUpCase setUpCases[] = {
     {"savedInPlace", Copy::SavedInPlace, true, 2},
     {"readWrite", Copy::Unsaved, true, 0},
 };
-
-/// The names of the recorded scenes that have questions.
-std::vector<std::string> sceneNames() {
-  const std::string ending = ".eval.txt";
-  std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(VEK_GOLDEN_DIR)) {
-    const std::string name = entry.path().filename().string();
-    if (name.size() <= ending.size()) continue;
-    const std::size_t end = name.size() - ending.size();
-    if (name.compare(end, ending.size(), ending) == 0) names.push_back(name.substr(0, end));
-  }
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
-std::string goldenPath(const std::string& name) {
-  return std::string(VEK_GOLDEN_DIR) + "/" + name;
-}
-
-std::vector<EvalQuery> readQueries(const std::string& scene) {
-  std::ifstream in(goldenPath(scene + ".eval.txt"));
-  std::vector<EvalQuery> queries;
-  for (std::string line; std::getline(in, line);) {
-    if (line.empty() || line[0] == '#') continue;
-    try {
-      queries.push_back(parseEvalQuery(line));
-    } catch (const std::exception& e) {
-      ADD_FAILURE() << scene << ": " << e.what() << ": " << line;
-    }
-  }
-  return queries;
-}
 
 class GoldenEvalTest : public FileTest,
                        public testing::WithParamInterface<std::tuple<std::string, SetUpCase>> {

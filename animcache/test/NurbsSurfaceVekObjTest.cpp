@@ -676,7 +676,7 @@ void forEachNumber(Check check) {
   check(float());
   check(double());
   check(int());
-  check(__int64());
+  check(std::int64_t());
 }
 
 TEST_F(NurbsSurfaceVekObjTest, attributesOfUnlikeTypesFailAndReportTheDimension) {

@@ -7,7 +7,9 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <iterator>
 #include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -583,6 +585,43 @@ TEST_F(FindObjectTest, strippedKeysFindTheirObjects) {
   EXPECT_EQ(cache.findObjectIndex("|ns:", 0), 2);
   EXPECT_EQ(cache.findObjectIndex(":", 0), 2);
   EXPECT_EQ(cache.findObjectIndex("|ns:|c", 0), 3);
+}
+
+// The first object from the hint on, of names of which many share their ends or are the end of
+// another.
+TEST_F(FindObjectTest, randomNamesAreFoundAsByComparingOneAfterAnother) {
+  std::mt19937 random(11);
+  const auto randomName = [&] {
+    static const char* const parts[] = {"a", "b", "ab", "bab", "|", "|", "", "|a", "xab"};
+    std::string name;
+    for (auto i = random() % 5; i > 0; --i) name += parts[random() % std::size(parts)];
+    return name;
+  };
+  for (int round = 0; round < 200; ++round) {
+    std::vector<std::string> names;
+    for (auto i = random() % 12; i > 0; --i) names.push_back(randomName());
+    cache.metadata.reset();
+    for (const std::string& name : names) cache.metadata.addDOBJ(name.c_str());
+    const int count = static_cast<int>(names.size());
+    for (int query = 0; query < 50; ++query) {
+      const std::string key = randomName();
+      const int hint = static_cast<int>(random() % 14) - 1;
+      int expected = -1;
+      for (int k = 0; k < count && expected < 0 && !key.empty(); ++k) {
+        const int i = ((hint >= 0 && hint < count ? hint : 0) + k) % count;
+        if (cache.compareNames(names[static_cast<std::size_t>(i)], key)) expected = i;
+      }
+      EXPECT_EQ(cache.findObjectIndex(key, hint), expected) << key << " from " << hint;
+    }
+  }
+}
+
+TEST_F(FindObjectTest, renamedObjectsAreFoundByTheirNewNames) {
+  define({"|a", "|b"});
+  EXPECT_EQ(cache.findObjectIndex("|b", 0), 1);
+  cache.metadata.dobjs[0]->name = "|b";
+  EXPECT_EQ(cache.findObjectIndex("|b", 0), 0);
+  EXPECT_EQ(cache.findObjectIndex("|a", 0), -1);
 }
 
 TEST_F(FindObjectTest, recordedNames) {

@@ -16,6 +16,7 @@
 
 #include "ByteImage.h"
 #include "ChunkTest.h"
+#include "TextPattern.h"
 #include "VekChunks.h"
 
 namespace {
@@ -243,7 +244,7 @@ std::vector<IndexedCall> indexedCalls() {
   });
   if (!thrown) return ::testing::AssertionFailure() << "no bool thrown";
   if (value) return ::testing::AssertionFailure() << "true thrown";
-  if (!::testing::Matches(::testing::MatchesRegex(
+  if (!::testing::Matches(VekTest::MatchesPattern(
           "VekChunks:[1-9][0-9]* DATR attribute index out of bounds\n"))(out)) {
     return ::testing::AssertionFailure() << "printed: " << out;
   }

@@ -14,6 +14,7 @@
 
 #include "ByteImage.h"
 #include "ChunkTest.h"
+#include "TextPattern.h"
 #include "VekChunks.h"
 
 namespace {
@@ -234,7 +235,7 @@ TEST_F(VekDOBJChunkTest, aBadIndexPrintsALineAndThrowsFalse) {
         }
       });
       EXPECT_FALSE(caught);
-      EXPECT_THAT(out, ::testing::MatchesRegex(
+      EXPECT_THAT(out, VekTest::MatchesPattern(
                            "VekChunks:[1-9][0-9]* DATR attribute index out of bounds\n"));
     }
   }

@@ -4,9 +4,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdint>
@@ -607,7 +604,7 @@ TEST_F(VekLeafChunkTest, asLeafGivesTheLeafOfThatTypeOnly) {
 
 // Short memory.
 
-#if !defined(VEK_TEST_HAS_ASAN)
+#if defined(VEK_TEST_POSIX) && !defined(VEK_TEST_HAS_ASAN)
 /// Runs a call in a child process of little memory: its result, or -1 when it threw or died.
 template <typename Call>
 int inLittleMemory(rlim_t bytes, Call call) {

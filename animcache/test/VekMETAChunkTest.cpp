@@ -32,6 +32,7 @@ using Vek::VekLeafChunk;
 using Vek::VekMETAChunk;
 using VekTest::ByteImage;
 using VekTest::FileTest;
+using VekTest::TimeZone;
 
 constexpr float infinity = std::numeric_limits<float>::infinity();
 
@@ -116,26 +117,6 @@ ByteImage filledPayload() {
 
 class VekMETAChunkTest : public FileTest {
  protected:
-  void SetUp() override {
-    FileTest::SetUp();
-    const char* zone = std::getenv("TZ");
-    m_hadZone = zone != nullptr;
-    if (m_hadZone) m_zone = zone;
-    setZone("UTC");
-  }
-  void TearDown() override {
-    if (m_hadZone) {
-      setZone(m_zone.c_str());
-    } else {
-      ::unsetenv("TZ");
-      ::tzset();
-    }
-    FileTest::TearDown();
-  }
-  static void setZone(const char* zone) {
-    ::setenv("TZ", zone, 1);
-    ::tzset();
-  }
   /// Reads the first chunk of an image.
   bool readInto(VekMETAChunk& meta, const ByteImage& image) {
     const std::string file = writeFile(image, "in");
@@ -162,8 +143,7 @@ class VekMETAChunkTest : public FileTest {
   std::uint64_t m_level = 99;
 
  private:
-  bool m_hadZone = false;
-  std::string m_zone;
+  const TimeZone m_utc{"UTC"};
 };
 
 // Members.
@@ -1050,7 +1030,7 @@ TEST_F(VekMETAChunkTest, printOfTheDateIsInLocalTime) {
   VekMETAChunk meta;
   meta.dateStamp = 1;
   EXPECT_THAT(printed(meta), HasSubstr("\n. date stamp = Thu Jan  1 00:00:01 1970\n\n"));
-  setZone("ABC-2");
+  const TimeZone east("ABC-2");
   EXPECT_THAT(printed(meta), HasSubstr("\n. date stamp = Thu Jan  1 02:00:01 1970\n\n"));
 }
 

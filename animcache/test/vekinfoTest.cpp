@@ -44,32 +44,6 @@ std::string messageOf(const std::string& errors) {
   return reportedMessage(errors, "vekinfo at vekUtils:", " Error ");
 }
 
-/// The time zone of the process for one scope.
-class TimeZone {
- public:
-  explicit TimeZone(const char* zone) {
-    const char* const before = std::getenv("TZ");
-    m_known = before != nullptr;
-    if (m_known) m_before = before;
-    ::setenv("TZ", zone, 1);
-    ::tzset();
-  }
-  TimeZone(const TimeZone&) = delete;
-  TimeZone& operator=(const TimeZone&) = delete;
-  ~TimeZone() {
-    if (m_known) {
-      ::setenv("TZ", m_before.c_str(), 1);
-    } else {
-      ::unsetenv("TZ");
-    }
-    ::tzset();
-  }
-
- private:
-  bool m_known = false;
-  std::string m_before;
-};
-
 // --- Byte images --------------------------------------------------------------------------------
 
 /// A leaf with its kind and dimension.
@@ -188,7 +162,7 @@ TEST_F(VekinfoTest, recordedSummaries) {
     std::filesystem::path expected = entry.path();
     expected.replace_extension(".info.txt");
     if (!std::filesystem::exists(expected)) continue;
-    const Outcome r = run(entry.path().c_str());
+    const Outcome r = run(entry.path().string().c_str());
     EXPECT_EQ(r.result, 0) << entry.path();
     EXPECT_EQ(r.output, readFile(expected.string())) << entry.path();
     ++count;
@@ -856,19 +830,11 @@ TEST_F(VekinfoTest, streamIsLeftAsItWasAfterAFailure) {
 }
 
 TEST_F(VekinfoTest, nothingStaysOpen) {
-  const auto count = [] {
-    std::size_t files = 0;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-      static_cast<void>(entry);
-      ++files;
-    }
-    return files;
-  };
   const std::string file = writeFile(oneObject({}, mark("MESH")));
-  const std::size_t before = count();
+  const auto before = numOpenFiles();
   run(file.c_str());
   run(path("missing.vek").c_str());
-  EXPECT_EQ(count(), before);
+  EXPECT_EQ(numOpenFiles(), before);
 }
 
 TEST_F(VekinfoTest, fileIsNotChanged) {

@@ -15,7 +15,28 @@
 #include "ToolMain.h"
 #include "VekChunks.h"
 
+#if defined(_WIN32)
+#if !defined(NOMINMAX)
+#define NOMINMAX
+#endif
+#include <windows.h>
+#endif
+
 namespace VekTool {
+
+/// The name of a file as the C library means it.
+inline std::filesystem::path pathOf(const char* name) {
+#if defined(_WIN32)
+  // The path of the C++ library would take a name in the system's code page for UTF-8, and throw.
+  std::wstring wide(std::strlen(name), L'\0');
+  const auto length = static_cast<int>(wide.size());
+  wide.resize(
+      static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, name, length, wide.data(), length)));
+  return wide;
+#else
+  return name;
+#endif
+}
 
 /// The line beside the one of the library: that one may lack the file's name or the cause.
 inline void printTrouble(const char* tool, const char* file, const std::string& trouble) {
@@ -47,17 +68,18 @@ inline bool isCutOff(const char* path) {
 }
 
 /// What is wrong with a file that is to be read, empty when nothing shows.
-inline std::string troubleWith(const char* path) {
+inline std::string troubleWith(const char* name) {
+  const std::filesystem::path path = pathOf(name);
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(path, error);
   if (!std::filesystem::exists(status)) return error ? error.message() : systemMessage(ENOENT);
   if (std::filesystem::is_directory(status)) return systemMessage(EISDIR);
   // To open a pipe would be to wait for its other end.
   if (!std::filesystem::is_regular_file(status)) return "Not a regular file";
-  if (!Vek::VekFile::isReadable(path)) return systemMessage(EACCES);
+  if (!Vek::VekFile::isReadable(name)) return systemMessage(EACCES);
   if (std::filesystem::file_size(path, error) == 0) return "The file is empty";
-  if (!Vek::VekFile::isVekFile(path)) return "Not a VEK file";
-  return isCutOff(path) ? "The file is cut off: it ends inside a chunk" : "";
+  if (!Vek::VekFile::isVekFile(name)) return "Not a VEK file";
+  return isCutOff(name) ? "The file is cut off: it ends inside a chunk" : "";
 }
 
 /// Prints every file with a tool of the library, also after one has failed, and returns the exit

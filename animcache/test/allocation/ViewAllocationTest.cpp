@@ -1,58 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 //
 // Views allocate nothing in the accessors that hand out pointers, nor, after the first call, for
-// matrices at a time. A program of its own, since it replaces operator new.
+// matrices at a time.
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <memory>
-#include <new>
 #include <string>
 #include <vector>
 
+#include "AllocationFaults.h"
 #include "VekHelperObj.h"
-
-namespace {
-
-std::size_t numAllocations = 0;
-
-void* countedAllocation(std::size_t size) noexcept {
-  ++numAllocations;
-  return std::malloc(size > 0 ? size : 1);
-}
-
-void* orThrow(void* memory) {
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return orThrow(countedAllocation(size));
-}
-void* operator new[](std::size_t size) {
-  return orThrow(countedAllocation(size));
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return countedAllocation(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-  return countedAllocation(size);
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
 
 namespace {
 
@@ -66,9 +24,9 @@ std::string recorded(const char* name) {
 template <typename Call>
 std::size_t allocationsOf(Call call) {
   call();
-  const std::size_t before = numAllocations;
+  const std::size_t before = VekTest::numAllocations();
   call();
-  return numAllocations - before;
+  return VekTest::numAllocations() - before;
 }
 
 struct Destroy {
@@ -140,6 +98,39 @@ TEST(ViewAllocationTest, matricesAtATimeAllocateNothingAfterTheFirst) {
                   0U)
             << file << " degree " << hints.interpolation;
       }
+    }
+  }
+}
+
+TEST(ViewAllocationTest, namesAreFoundWithoutAllocation) {
+  VekRoMemCache cache;
+  for (int obj = 0; obj < 100; ++obj)
+    cache.getMETAChunk().addDOBJ(("|a_group_of_objects|object_" + std::to_string(obj)).c_str());
+  const std::string last = cache.getName(99);
+  const std::string missing = last + "0";
+  EXPECT_EQ(allocationsOf([&] { EXPECT_EQ(cache.findObjectIndex(last), 99); }), 0U);
+  EXPECT_EQ(allocationsOf([&] { EXPECT_EQ(cache.findObjectIndex(missing, 50), -1); }), 0U);
+}
+
+TEST(ViewAllocationTest, positionsAtATimeAllocateNothingAfterTheFirst) {
+  VekRoMemCache cache(recorded("mesh_float.vek").c_str());
+  const auto views = viewsOf<MeshVekObj>(cache);
+  ASSERT_FALSE(views.empty());
+  const float time = 0.5F * (cache.getSampleTime(1) + cache.getSampleTime(2));
+  for (const auto& view : views) {
+    auto& mesh = dynamic_cast<MeshVekObj&>(*view);
+    std::vector<float> floats;
+    std::vector<double> doubles;
+    VekInterpolationHints hints;
+    VekHelperObj::AnimationState state = VekHelperObj::Static;
+    int dimension = 0;
+    for (hints.interpolation = 0; hints.interpolation <= 3; ++hints.interpolation) {
+      EXPECT_EQ(allocationsOf([&] {
+                  mesh.getPositionAtTime(time, hints, floats, state, dimension);
+                  mesh.getPositionAtTime(time, hints, doubles, state, dimension);
+                }),
+                0U)
+          << "degree " << hints.interpolation;
     }
   }
 }

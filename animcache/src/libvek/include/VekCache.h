@@ -1,16 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-//
-// Caches: a VEK file opened as a set of objects and samples. VekCache reads a file's head and its
-// tables, finds samples by time and objects by name, and fetches any object of any sample;
-// VekRoMemCache keeps what was fetched in memory; VekRwMemCache can be edited and saved.
-//
-// Nothing here throws but the attribute index check of VekDATRChunk, and what returns a string when
-// memory is short. One cache serves one thread at a time, in getters too: they move the file
-// position. Separate caches are independent.
+
+/// @file
+/// Caches: a VEK file opened as a set of objects and samples. VekCache reads a file's head and its
+/// tables, finds samples by time and objects by name, and fetches any object of any sample;
+/// VekRoMemCache keeps what was fetched in memory; VekRwMemCache can be edited and saved.
+///
+/// Nothing here throws but the attribute index check of VekDATRChunk, and what returns a string
+/// when memory is short. One cache serves one thread at a time, in getters too: they move the file
+/// position. Separate caches are independent.
 
 #ifndef VEK_CACHE_H
 #define VEK_CACHE_H
 
+#include <array>
 #include <list>
 #include <memory>
 #include <string>
@@ -19,6 +21,15 @@
 #include "VekChunks.h"
 
 namespace Vek {
+
+/// The most that all samples of a file may come to when they are loaded together, as a save does:
+/// so many bytes for each byte of the file, and so many more in any case. Without samples that
+/// share their data or leave out objects they come to less than the file; a small damaged file must
+/// not become a huge one.
+///@{
+constexpr __int64 maxLoadPerByte = 64;
+constexpr __int64 maxLoadInAnyCase = 16 << 20;
+///@}
 
 /// A file opened lazily: its head and its time and jump tables are in memory, samples are read
 /// from the file when they are asked for.
@@ -47,41 +58,57 @@ class VEK_API VekCache {
   /// Chooses whether the file stays open between fetches; closes it when not, and returns whether
   /// that succeeded.
   bool setKeepOpen(bool keep);
+  /// Whether the file stays open between fetches.
   bool getKeepOpen() const;
 
   /// The path of the load that succeeded last; empty after one that failed.
   const std::string& getFilename() const;
+  /// The file header, owned by the cache.
   const VekDVEKChunk& getDVEKChunk() const;
+  /// The format version of the file.
   int getVersion() const;
   /// The metadata, owned by the cache and valid until reset().
   VekMETAChunk& getMETAChunk();
+  /// The writing application and the scene file that it wrote; empty for none. Valid until reset().
+  ///@{
   const std::string& getApplication() const;
   const std::string& getSourceFile() const;
+  ///@}
   /// Seconds since 1970, 0 for none.
   const __int64& getDateStamp() const;
+  /// The number of samples.
   int getNumSamples() const;
+  /// Times of the first and the last sample, in frames; +infinity and -infinity without samples.
+  ///@{
   float getFirstTime() const;
   float getLastTime() const;
+  ///@}
   /// Samples per frame; 0 for non-uniform sampling.
   float getRate() const;
   /// Coordinate space: 0 world, 1 object.
   int getSpace() const;
+  /// Whether each sample has a time of its own rather than a place in a fixed rate.
   bool isNonUniform() const;
   /// Whether the samples span any time.
   bool isAnimated() const;
 
+  /// The number of objects.
   int getNumObjects() const;
   /// The object's definition, owned by the cache and valid until reset().
   const VekDOBJChunk* getObjDef(int obj) const;
+  /// The full path name, components separated by "|". Valid until reset().
   const std::string& getName(int obj) const;
   /// Static and animated attributes together.
   int getNumAttrs(int obj) const;
+  /// The index of the attribute with exactly that name; -1 when there is none.
   int findAttr(int obj, const std::string& name) const;
-  /// These three throw the bool value false for an attribute index outside those of an object that
-  /// has attributes.
+  /// Whether an attribute has values in the samples; its name; its type name. All three throw the
+  /// bool value false for an attribute index outside those of an object that has attributes.
+  ///@{
   bool isAttrAnimated(int obj, int attr) const;
   std::string getAttrName(int obj, int attr) const;
   std::string getAttrType(int obj, int attr) const;
+  ///@}
 
   /// The sample exactly at time t; -1 when there is none.
   int getSampleIndex(float t) const;
@@ -100,7 +127,8 @@ class VEK_API VekCache {
   /// The part of a name after its last "|".
   static std::string shortName(const std::string& name);
   /// Whether a chunk with that tag stands in the object's definition or in its first sample; for
-  /// DATR, whether the object has attributes.
+  /// DATR, whether the object has attributes. What cannot be read, for want of memory too, does not
+  /// count.
   bool objectHas(int obj, unsigned int tag);
   /// Whether a chunk with that tag stands in the object's first sample and not in its definition.
   bool isObjectAnimated(int obj, unsigned int tag);
@@ -112,47 +140,83 @@ class VEK_API VekCache {
   VekChunk* findChunk(VekChunk* root, unsigned int tag);
   /// Reads an object's data in a sample: a group tagged SOBJ, owned by the caller; null on failure.
   VekGroupChunk* loadObjectSample(int sample, int obj);
+  /// The same into a group tagged SOBJ, whose chunks from before are used again where they fit.
+  bool readObjectSample(VekGroupChunk& sobj, int sample, int obj);
   /// Reads the header of an object's SOBJ and leaves the file at its payload.
   bool seekObjectSample(VekHeader& header, int sample, int obj);
   /// Reads on to a child of that tag in the object's SOBJ and leaves the file at its payload. With
   /// `position` the search begins at that child, and the child found is stored there.
   bool seekChannelSample(VekHeader& header, int sample, int obj, unsigned int tag, int* position);
 
+  /// Moves past the payload of a chunk that is no group. False where a leaf could not be read.
+  bool skipLeaf(const VekHeader& h);
   /// The number of samples that uniform sampling has over a span of time.
   static float countSamples(float firstTime, float lastTime, float rate);
   /// The number of samples that have an entry in the time table.
   int getNumTimes() const;
   /// Whether the index lies in the table of objects.
   bool hasObject(int obj) const;
+  /// Whether the file holds data of the object in the sample, or may hold it where it is damaged.
+  bool isStored(int sample, int obj);
   /// Opens the file when it is closed and makes objectJumps the table of that sample.
   bool selectSample(int sample);
+  /// Forgets what is known of where the samples stand in the file.
+  void forgetSamples();
 
-  std::string fileName;  ///< path of the last load, kept for opening it again
-  bool keepOpen = true;  ///< whether the file stays open between fetches
-  int openMode = 0;      ///< 0 opens with mode "r", 1 with mode "r+"
-  VekDVEKChunk fileHeader;
-  VekMETAChunk metadata;
-  std::vector<float> timeTable;    ///< time of every sample; empty for uniform sampling
-  std::vector<__int64> jumpTable;  ///< offset of every sample's SAMP
-  VekFile file;
+  std::string fileName;              ///< path of the last load, kept for opening it again
+  bool keepOpen = true;              ///< whether the file stays open between fetches
+  int openMode = 0;                  ///< 0 opens with mode "r", 1 with mode "r+"
+  VekDVEKChunk fileHeader;           ///< format version
+  VekMETAChunk metadata;             ///< the head: times and object definitions
+  std::vector<float> timeTable;      ///< time of every sample; empty for uniform sampling
+  std::vector<__int64> jumpTable;    ///< offset of every sample's SAMP
+  VekFile file;                      ///< closed between fetches without keepOpen
   int cachedSampleIndex = -1;        ///< the sample that objectJumps belongs to, -1 for none
   std::vector<__int64> objectJumps;  ///< offset of every object's SOBJ in that sample
   int numFileObjects = 0;            ///< how many objects the file defines
 
  private:
-  struct Section;
-  bool loadFile(const std::string& path, bool keep);
-  bool openFile(const std::string& path);
-  bool readHead();
-  bool readSections();
-  bool findSection(Section& section, __int64 position);
-  bool readSection(Section& section);
-  bool checkSection(const Section& section);
-  bool checkSamples();
-  bool readObjectJumps(int sample);
-  int lowerBound(float t) const;
-  bool definitionHas(int obj, unsigned int tag);
-  bool firstSampleHas(int obj, unsigned int tag);
+  struct VEK_LOCAL Section;
+  VEK_LOCAL bool loadFile(const std::string& path, bool keep);
+  VEK_LOCAL bool openFile(const std::string& path);
+  VEK_LOCAL bool readHead();
+  VEK_LOCAL bool readSections();
+  VEK_LOCAL bool findSection(Section& section, __int64 position);
+  VEK_LOCAL bool readSection(Section& section);
+  VEK_LOCAL bool checkSection(const Section& section);
+  VEK_LOCAL bool checkSamples();
+
+  /// Where a sample's table of objects stands in the file, and the table once it was read.
+  struct ObjectTable {
+    int sample = -1;
+    __int64 begin = 0;             ///< offset of the payload
+    __int64 length = 0;            ///< of the payload in bytes
+    __int64 end = 0;               ///< offset of the sample's end
+    std::vector<__int64> offsets;  ///< empty until the table was read, and while it is objectJumps
+  };
+  /// Where an object's data begin and end, as far as the table tells.
+  struct ObjectPlace {
+    __int64 begin = 0;
+    __int64 end = 0;
+  };
+  VEK_LOCAL bool openForFetching();
+  VEK_LOCAL void setAsideObjectJumps();
+  VEK_LOCAL void noteVisit(ObjectTable table);
+  VEK_LOCAL ObjectTable takeVisit(int sample);
+  VEK_LOCAL bool findObjectTable(ObjectTable& table, int sample);
+  VEK_LOCAL bool readObjectJumps(ObjectTable table, int sample);
+  VEK_LOCAL bool findObject(ObjectPlace& place, int sample, int obj);
+  VEK_LOCAL bool readEntry(ObjectPlace& place, const ObjectTable& table, int obj);
+  VEK_LOCAL int lowerBound(float t) const;
+  VEK_LOCAL bool definitionHas(int obj, unsigned int tag);
+  VEK_LOCAL bool firstSampleHas(int obj, unsigned int tag);
+  VEK_LOCAL void outline(int sample, int obj);
+  VEK_LOCAL bool outlineChunk(const VekHeader& h);
+
+  ObjectTable m_current;                ///< of objectJumps
+  std::vector<ObjectTable> m_visited;   ///< other samples, the last visited first
+  int m_outlined = -1;                  ///< the object of m_outline, -1 for none
+  std::vector<unsigned int> m_outline;  ///< the tags in its first sample
 };
 
 /// A cache that keeps the object samples that were fetched, each read from the file once while it
@@ -168,8 +232,10 @@ class VEK_API VekRoMemCache : public VekCache {
   VekRoMemCache();
   /// Load a file; `ok`, when given, receives whether that succeeded. A `maxSamples` of 0 or less
   /// is no limit.
+  ///@{
   explicit VekRoMemCache(const char* filename, bool keepOpen = true, bool* ok = nullptr);
   VekRoMemCache(const char* filename, bool keepOpen, int maxSamples, bool* ok = nullptr);
+  ///@}
   ~VekRoMemCache() override;
 
   /// Also forgets the limit.
@@ -192,6 +258,9 @@ class VEK_API VekRoMemCache : public VekCache {
   /// The values of an attribute: in the sample for an animated one, else in the definition. Null,
   /// and a line on the standard error stream, for an index out of range or a sample without values.
   virtual VekChunk* getAttrData(int sample, int obj, int attr);
+  /// Whether getSample() gives null for data that the file holds: it is damaged, or memory is
+  /// short.
+  bool isUnreadable(int sample, int obj);
 
   /// The values of the leaf that getSample() finds at exactly that time; null when no sample lies
   /// there or the leaf is of another type. T is one of char, int, __int64, float, double,
@@ -203,17 +272,39 @@ class VEK_API VekRoMemCache : public VekCache {
   /// is lower than before; since no limit counts as the lowest, lifting one deletes all samples
   /// that it held. Ignored by a read-write cache, which never evicts.
   void setMaxSamples(int n);
+  /// The limit; 0 for none.
   int getMaxSamples() const;
 
  protected:
-  using ObjectSamples = std::vector<std::unique_ptr<VekGroupChunk>>;
+  /// The data of a sample's objects by index, in pages that are made when one of their objects is
+  /// asked for: holding one object of a hundred thousand costs little.
+  class ObjectSamples {
+   public:
+    /// One more than the highest index asked for.
+    std::size_t size() const { return m_size; }
+    /// Empty for an object that is not held.
+    VEK_API const std::unique_ptr<VekGroupChunk>& operator[](std::size_t obj) const;
+    /// The place of an object's data, made when missing.
+    VEK_API std::unique_ptr<VekGroupChunk>& slot(std::size_t obj);
 
-  /// Loads what is missing of all samples. True even when some could not be read.
+   private:
+    static constexpr std::size_t pageSize = 64;
+    using Page = std::array<std::unique_ptr<VekGroupChunk>, pageSize>;
+
+    std::vector<std::unique_ptr<Page>> m_pages;
+    std::size_t m_size = 0;
+  };
+
+  /// Loads what is missing of all samples. True even when some could not be read; false when they
+  /// come to more than maxLoadPerByte and maxLoadInAnyCase allow.
   bool loadAllSamples();
   /// Loads what is missing of the samples up to and with `last`; false at the first that fails.
   bool loadSamplesNotGreaterThan(int last);
+  /// Delete the data of samples that are held; what was handed out of them is invalid then.
+  ///@{
   void deleteAllSamples();
   void deleteSample(int sample);
+  ///@}
   /// The table's place for an object's data in a sample, made when missing.
   std::unique_ptr<VekGroupChunk>& sampleSlot(int sample, int obj);
 
@@ -222,12 +313,21 @@ class VEK_API VekRoMemCache : public VekCache {
   std::list<int> recentSamples;                             ///< most recently used first
 
  private:
-  void noteUse(int sample);
-  bool loadSample(int sample, bool stopAtFailure);
-  const VekChunk* findInDefinition(int obj, unsigned int tag);
-  const VekChunk* findInSample(int sample, int obj, unsigned int tag);
-  VekChunk* getAnimatedAttrData(int sample, int obj, int index);
+  VEK_LOCAL void noteUse(int sample);
+  VEK_LOCAL std::unique_ptr<VekGroupChunk> fetch(int sample, int obj);
+  VEK_LOCAL std::unique_ptr<ObjectSamples> takeSample(int sample);
+  VEK_LOCAL __int64 getLoadRoom();
+  VEK_LOCAL bool loadSample(int sample, bool stopAtFailure, __int64& room);
+  VEK_LOCAL const VekChunk* findInDefinition(int obj, unsigned int tag);
+  VEK_LOCAL const VekChunk* findInSample(int sample, int obj, unsigned int tag);
+  VEK_LOCAL VekChunk* getAnimatedAttrData(int sample, int obj, int index);
+
+  std::unique_ptr<ObjectSamples> m_evicted;  ///< what is left of the sample evicted last
 };
+
+/// So many objects at most are defined by asking for one that is not there: a wrong index must not
+/// ask for memory without end. Scenes have some hundred thousand.
+constexpr int maxObjects = 1 << 24;
 
 /// A cache that can be edited and saved: build one in memory, or load a file, change it and save.
 ///
@@ -236,7 +336,9 @@ class VEK_API VekRoMemCache : public VekCache {
 /// when the cache is destroyed, reset or loaded again without a save.
 class VEK_API VekRwMemCache : public VekRoMemCache {
  public:
+  /// An empty cache, to be built in memory.
   VekRwMemCache();
+  /// Loads a file; `ok`, when given, receives the result of load().
   explicit VekRwMemCache(const char* filename, bool keepOpen = true, bool* ok = nullptr);
   ~VekRwMemCache() override;
 
@@ -244,8 +346,9 @@ class VEK_API VekRwMemCache : public VekRoMemCache {
   /// owned by the cache. Object definitions and the sample are made when missing. Data that is
   /// there already comes back as it is, from the file when need be; empty it with reset() to start
   /// over. A new time between or before samples, or one that breaks the spacing, makes the sampling
-  /// non-uniform. Null, and nothing changed, for a time that is not finite, a negative index, data
-  /// in the file that cannot be read, or when memory is short.
+  /// non-uniform. Null, and nothing changed, for a time that is not finite, an index that is
+  /// negative or not below maxObjects, data in the file that cannot be read, or when memory is
+  /// short.
   VekGroupChunk* allocSample(float time, int obj);
   /// The data of every object of the cache in the sample at `time`, in their order. A sample after
   /// the last one can be appended in place then, which a second allocSample() for the same time
@@ -276,16 +379,21 @@ class VEK_API VekRwMemCache : public VekRoMemCache {
   /// lie further apart than its samples.
   void shiftFirstTimeTo(float time);
 
-  /// Names an object; definitions are added until it exists. A null name is an empty one.
+  /// Names an object; definitions are added until it exists, for an index below maxObjects. A null
+  /// name is an empty one.
   void setName(int obj, const char* name);
   /// Change an attribute. False for an object that is not there or has no attributes; throws the
   /// bool value false for an attribute index out of range, as VekDATRChunk does.
+  ///@{
   bool setAttrName(int obj, int attr, const std::string& name);
   bool setAttrType(int obj, int attr, const std::string& type);
+  ///@}
   /// Set a field of the head, which stays when memory is short. They do not make the cache dirty.
+  ///@{
   void setApplication(const std::string& application);
   void setSourceFile(const std::string& sourceFile);
   void setSpace(int space);
+  ///@}
 
   /// How many samples the tables of a section have room for beyond its own: at least 100; 0 stands
   /// for twice the number of samples.
@@ -294,54 +402,54 @@ class VEK_API VekRwMemCache : public VekRoMemCache {
   bool isDirty() const;
 
  protected:
+  /// Nothing changes when memory is short.
   void convertToNonUniformSampling();
   /// False, and nothing changed, when the times are not evenly spaced.
   bool convertToUniformSampling();
 
   bool dirty = false;       ///< whether the cache differs from the file
   bool appendable = false;  ///< whether append() can save all edits
-  int reservedSamples = 0;
+  int reservedSamples = 0;  ///< as setReservedSamples() set it
 
  private:
-  struct FileScan;
+  struct VEK_LOCAL FileScan;
 
-  void markEdited();
-  void markSaved();
-  int findOrAddSample(float time, int obj, bool& isNew);
-  int addFirstSample(float time, int obj);
-  int addLastSample(float time, int obj);
-  int insertSample(int sample, float time, int obj);
-  VekGroupChunk* allocInSample(int sample, int obj);
-  std::unique_ptr<ObjectSamples> newSample(int obj);
-  int putSample(int sample, float time, std::unique_ptr<ObjectSamples> objects);
-  void defineObjects(int obj);
-  bool addObjects(int obj);
-  int getNumStored() const;
-  bool isStored(int sample, int obj);
+  VEK_LOCAL void markEdited();
+  VEK_LOCAL void markSaved();
+  VEK_LOCAL int findOrAddSample(float time, int obj, bool& isNew);
+  VEK_LOCAL int addFirstSample(float time, int obj);
+  VEK_LOCAL int addLastSample(float time, int obj);
+  VEK_LOCAL int insertSample(int sample, float time, int obj);
+  VEK_LOCAL VekGroupChunk* allocInSample(int sample, int obj);
+  VEK_LOCAL std::unique_ptr<ObjectSamples> newSample(int obj);
+  VEK_LOCAL int putSample(int sample, float time, std::unique_ptr<ObjectSamples> objects);
+  VEK_LOCAL void defineObjects(int obj);
+  VEK_LOCAL bool addObjects(int obj);
+  VEK_LOCAL int getNumStored() const;
 
-  bool removeFile(const std::string& path, bool& removed);
-  bool rewrite(const std::string& path);
-  bool loadAllStored();
-  bool holdsAllStored();
-  bool writeFile(std::vector<__int64>& jumps);
-  void fillSamples(int first);
-  void forbidAppend();
-  bool writeHead();
-  bool writeSamples(VekSAMSChunk& stream, std::vector<__int64>& jumps, int first);
-  bool writeSample(VekSAMSChunk& stream, int sample);
-  __int64 getReserve() const;
+  VEK_LOCAL bool removeFile(const std::string& path, bool& removed);
+  VEK_LOCAL bool rewrite(const std::string& path);
+  VEK_LOCAL bool loadAllStored();
+  VEK_LOCAL bool holdsAllStored();
+  VEK_LOCAL bool writeFile(std::vector<__int64>& jumps);
+  VEK_LOCAL void fillSamples(int first);
+  VEK_LOCAL void forbidAppend();
+  VEK_LOCAL bool writeHead();
+  VEK_LOCAL bool writeSamples(VekSAMSChunk& stream, std::vector<__int64>& jumps, int first);
+  VEK_LOCAL bool writeSample(VekSAMSChunk& stream, int sample);
+  VEK_LOCAL __int64 getReserve() const;
 
-  bool writeEmptyFile();
-  bool appendToFile();
-  bool scanFile(FileScan& scan);
-  bool scanChunk(const VekHeader& h, FileScan& scan);
-  bool scanTable(const VekHeader& h, FileScan& scan);
-  bool knowsSamples(const FileScan& scan) const;
-  bool fitsFile(const FileScan& scan);
-  static bool hasRoom(const FileScan& scan, __int64 numNewSamples);
-  bool fitsHead(const FileScan& scan);
-  bool replaceHead(const FileScan& scan);
-  bool startSection(VekSAMSChunk& stream, const FileScan& scan, __int64 numNewSamples);
+  VEK_LOCAL bool writeEmptyFile();
+  VEK_LOCAL bool appendToFile();
+  VEK_LOCAL bool scanFile(FileScan& scan);
+  VEK_LOCAL bool scanChunk(const VekHeader& h, FileScan& scan);
+  VEK_LOCAL bool scanTable(const VekHeader& h, FileScan& scan);
+  VEK_LOCAL bool knowsSamples(const FileScan& scan) const;
+  VEK_LOCAL bool fitsFile(const FileScan& scan);
+  VEK_LOCAL static bool hasRoom(const FileScan& scan, __int64 numNewSamples);
+  VEK_LOCAL bool fitsHead(const FileScan& scan);
+  VEK_LOCAL bool replaceHead(const FileScan& scan);
+  VEK_LOCAL bool startSection(VekSAMSChunk& stream, const FileScan& scan, __int64 numNewSamples);
 
   bool storedEdited = false;  ///< whether an edit concerns what the file already holds
 };

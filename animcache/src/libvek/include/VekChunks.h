@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-//
-// The chunk layer of a VEK file: the 16-byte chunk header and its vocabulary, the file reader and
-// writer, and the tree of chunk objects (generic groups, typed leaves, the file's head chunks, the
-// object and attribute definitions, and the writer of the sample stream).
-//
-// Unless a comment says otherwise, nothing here throws: a failure is a false, null or -1 result.
-// Only constructors, copies and what returns a string may throw std::bad_alloc. One file or chunk
-// object serves one thread at a time; separate objects are independent.
+
+/// @file
+/// The chunk layer of a VEK file: the 16-byte chunk header and its vocabulary, the file reader and
+/// writer, and the tree of chunk objects (generic groups, typed leaves, the file's head chunks, the
+/// object and attribute definitions, and the writer of the sample stream).
+///
+/// Unless a comment says otherwise, nothing here throws: a failure is a false, null or -1 result.
+/// Only constructors, copies and what returns a string may throw std::bad_alloc. One file or chunk
+/// object serves one thread at a time; separate objects are independent.
 
 #ifndef VEK_CHUNKS_H
 #define VEK_CHUNKS_H
@@ -20,17 +21,23 @@
 #include <type_traits>
 #include <vector>
 
+/// @def VEK_API
 /// Marks what the shared library exports. Define VEK_STATIC when linking the static library.
+/// @def VEK_LOCAL
+/// Marks what it keeps to itself: the private functions of exported classes.
 #if defined(_WIN32) && !defined(VEK_STATIC)
 #if defined(VEK_BUILDING)
 #define VEK_API __declspec(dllexport)
 #else
 #define VEK_API __declspec(dllimport)
 #endif
+#define VEK_LOCAL
 #elif defined(__GNUC__) && !defined(VEK_STATIC)
 #define VEK_API __attribute__((visibility("default")))
+#define VEK_LOCAL __attribute__((visibility("hidden")))
 #else
 #define VEK_API
+#define VEK_LOCAL
 #endif
 
 // The compatibility name of std::int64_t. A macro, so that "unsigned __int64" works as well.
@@ -134,13 +141,13 @@ constexpr unsigned char Double = 6;  ///< 64-bit IEEE doubles
 
 /// Values of VekHeader::compound.
 namespace Compound {
-constexpr unsigned char Undef = 0;
-constexpr unsigned char Point = 1;
-constexpr unsigned char Vector = 2;
-constexpr unsigned char Normal = 3;
-constexpr unsigned char Transform = 4;
-constexpr unsigned char Color = 5;
-constexpr unsigned char Compound = 6;
+constexpr unsigned char Undef = 0;      ///< does not apply
+constexpr unsigned char Point = 1;      ///< moves with a transform
+constexpr unsigned char Vector = 2;     ///< a direction with a length
+constexpr unsigned char Normal = 3;     ///< a direction at right angles to a surface
+constexpr unsigned char Transform = 4;  ///< a matrix
+constexpr unsigned char Color = 5;      ///< red, green, blue
+constexpr unsigned char Compound = 6;   ///< anything else of several components
 }  // namespace Compound
 
 /// The deepest nesting of non-empty groups that a reader follows. Scenes nest fewer than ten; the
@@ -167,10 +174,13 @@ struct VEK_API VekHeader {
 
   /// The tag's characters, cut at the first zero byte.
   std::string tagStr() const;
-  /// The name of the value type; empty for a byte outside the table, as in the two below.
+  /// The names of the value type, the compound kind and the dimension; empty for a byte outside the
+  /// table.
+  ///@{
   std::string typeStr() const;
   std::string compoundStr() const;
   std::string dimensionStr() const;
+  ///@}
 
   /// Writes "TAG type (length)" and, when they are not 0, the compound and dimension names, each
   /// after a blank, without a line end: "ABCD float (12) point 3d".
@@ -193,13 +203,17 @@ class VEK_API VekFile {
   VekFile();
   /// Opens as open() does; `ok`, when given, receives the result.
   VekFile(const char* path, const char* mode, bool* ok = nullptr);
+  /// A copy shares the stream and has its own position in the tree, the stack of groups.
+  ///@{
   VekFile(const VekFile& other);
   VekFile& operator=(const VekFile& other);
+  ///@}
   /// Closes the stream, for its copies as well.
   virtual ~VekFile();
 
   /// Closes what is open, then opens `path` with the C library's `mode` ("r", "r+", "w"), always
-  /// as a binary file. False when the file cannot be opened or an argument is null.
+  /// as a binary file. False when the file cannot be opened or an argument is null, and for what
+  /// cannot be positioned: pipes and terminals.
   bool open(const char* path, const char* mode);
   /// Closes what is open, then opens no file: whatever is written is only counted, and tell() gives
   /// the position that it would have in a file. False when memory is short.
@@ -207,6 +221,7 @@ class VEK_API VekFile {
   /// Closes the stream and empties the group stack. True when there was nothing to close; false
   /// when the C library reports that data could not be written.
   bool close();
+  /// Whether there is a file, or one is counted, to read from or write to.
   bool isOpen() const;
   /// Number of groups open at the current position.
   unsigned __int64 getLevel() const;
@@ -220,9 +235,11 @@ class VEK_API VekFile {
   bool rewind();
 
   /// Whether the path exists; whether this process may read it; whether it may write it.
+  ///@{
   static bool exists(const char* path);
   static bool isReadable(const char* path);
   static bool isWritable(const char* path);
+  ///@}
   /// Whether the file begins with a header tagged DVEK. Nothing else of it is checked.
   static bool isVekFile(const char* path);
 
@@ -244,19 +261,26 @@ class VEK_API VekFile {
   /// char, int, __int64, float, double.
   template <typename T>
   bool appendData(const VekHeader& h, std::vector<T>& v);
+  /// The same in place of the elements that `v` holds, whose memory is used again where it has the
+  /// size. `v` is empty after a failure.
+  template <typename T>
+  bool readData(const VekHeader& h, std::vector<T>& v);
 
   /// Writes a header and `h.length` bytes of payload. With null `data` the payload is left as a
   /// hole. With an `offset` of 0 or more the chunk goes there and the position stays; else it goes
   /// to the position, which then stands after it.
   bool writeChunk(const VekHeader& h, const void* data, __int64 offset = -1);
-  /// Writes a string chunk of one string at the position.
+  /// Writes a string chunk of one string and its NUL. False for a null string.
+  ///@{
   bool writeChunk(unsigned int tag, const char* s);
   bool writeChunk(unsigned int tag, const std::string& s, __int64 offset = -1,
                   unsigned char compound = 0, unsigned char dimension = 0);
+  ///@}
   /// Writes a string chunk: each string and a NUL. A string that holds a NUL reads back as two.
   bool writeChunk(unsigned int tag, const std::vector<std::string>& v, __int64 offset = -1,
                   unsigned char compound = 0, unsigned char dimension = 0);
   /// Write a numeric chunk with the value type of the elements.
+  ///@{
   bool writeChunk(unsigned int tag, const std::vector<int>& v, __int64 offset = -1,
                   unsigned char compound = 0, unsigned char dimension = 0);
   bool writeChunk(unsigned int tag, const std::vector<__int64>& v, __int64 offset = -1,
@@ -265,6 +289,7 @@ class VEK_API VekFile {
                   unsigned char compound = 0, unsigned char dimension = 0);
   bool writeChunk(unsigned int tag, const std::vector<double>& v, __int64 offset = -1,
                   unsigned char compound = 0, unsigned char dimension = 0);
+  ///@}
 
   /// Writes a group's header, whose length is a placeholder, and opens the group.
   bool startGroup(const VekHeader& h);
@@ -273,15 +298,23 @@ class VEK_API VekFile {
   bool endGroup();
 
  private:
-  class Stream;
+  friend class VekCache;
+  friend class VekGroupChunk;
+  class VEK_LOCAL Stream;
+
   template <typename T>
-  bool writeVector(unsigned int tag, const std::vector<T>& v, __int64 offset,
-                   unsigned char compound, unsigned char dimension);
-  bool readToScratch(const VekHeader& h);
-  std::size_t runLength(std::size_t begin, std::size_t end) const;
-  bool openGroup(__int64 length);
-  bool pushGroup(__int64 offset);
-  void closeFinishedGroups();
+  VEK_LOCAL bool writeVector(unsigned int tag, const std::vector<T>& v, __int64 offset,
+                             unsigned char compound, unsigned char dimension);
+  VEK_LOCAL void expect(__int64 length);
+  VEK_LOCAL bool holds(__int64 length);
+  VEK_LOCAL bool canRead(const VekHeader& h);
+  VEK_LOCAL std::size_t countChunks(__int64 length) const;
+  VEK_LOCAL const char* readText(const VekHeader& h);
+  template <typename T>
+  VEK_LOCAL bool readElements(const VekHeader& h, std::vector<T>& v, std::size_t kept);
+  VEK_LOCAL bool openGroup(__int64 length);
+  VEK_LOCAL bool pushGroup(__int64 offset);
+  VEK_LOCAL void closeFinishedGroups();
 
   std::shared_ptr<Stream> m_stream;
   std::vector<__int64> m_groups;
@@ -295,9 +328,13 @@ class VEK_API VekChunk {
  public:
   /// A FREE chunk of no length.
   VekChunk();
+  /// A chunk with that header and nothing behind it.
   explicit VekChunk(const VekHeader& h);
+  /// A copy is no child of the original's group.
+  ///@{
   VekChunk(const VekChunk& other);
   VekChunk& operator=(const VekChunk& other);
+  ///@}
   virtual ~VekChunk();
 
   /// Returns the chunk to its empty state.
@@ -312,11 +349,14 @@ class VEK_API VekChunk {
   /// Writes `indent` times ". ", the header and " : ", then what the chunk holds.
   virtual std::ostream& print(std::ostream& os, int indent) const;
 
+  /// Fields of the header, and the header.
+  ///@{
   unsigned int getTag() const { return header.tag; }
   unsigned char getType() const { return header.type; }
   unsigned char getCompound() const { return header.compound; }
   unsigned char getDimension() const { return header.dimension; }
   VekHeader getHeader() const { return header; }
+  ///@}
   /// Marks the chunk as dead: copy() leaves it out and readers skip it.
   void free();
 
@@ -329,18 +369,24 @@ class VEK_API VekChunk {
   static VekChunk* copy(const VekChunk* c);
 
  protected:
-  VekHeader header;
+  VekHeader header;  ///< as read or made; its length may lag behind the data of a leaf
 
  private:
-  static std::unique_ptr<VekChunk> copyChunk(const VekChunk* c);
-  static std::unique_ptr<VekChunk> copyGroup(const VekGroupChunk* group);
+  VEK_LOCAL static std::unique_ptr<VekChunk> copyChunk(const VekChunk* c);
+  VEK_LOCAL static std::unique_ptr<VekChunk> copyGroup(const VekGroupChunk* group);
+
+  friend class VekGroupChunk;
+  const VekGroupChunk* m_owner = nullptr;  ///< the group whose child this is
 };
 
 /// A chunk that holds other chunks. It owns its children.
 class VEK_API VekGroupChunk : public VekChunk {
  public:
+  /// An empty group, tagged FREE when no tag is given.
+  ///@{
   VekGroupChunk();
   explicit VekGroupChunk(unsigned int tag);
+  ///@}
   VekGroupChunk(const VekGroupChunk&) = delete;
   VekGroupChunk& operator=(const VekGroupChunk&) = delete;
   ~VekGroupChunk() override;
@@ -371,12 +417,16 @@ class VEK_API VekGroupChunk : public VekChunk {
 
  public:
   /// Appends `c` and takes ownership of it. When memory is short it is destroyed instead, and
-  /// numChildren() stays.
+  /// numChildren() stays. A chunk that a group owns already, this group and a group around it are
+  /// left alone: no chunk can be destroyed twice.
   void addChild(VekChunk* c);
+  /// The number of children.
   unsigned __int64 numChildren() const;
   /// The i-th child, owned by the group; null outside the list.
+  ///@{
   VekChunk* getChild(unsigned __int64 i);
   const VekChunk* getChild(unsigned __int64 i) const;
+  ///@}
   /// Index of the first child with that tag at or after `start`; numChildren() when there is none.
   unsigned __int64 findChild(unsigned int tag, unsigned __int64 start = 0) const;
   /// Destroys the i-th child and closes the gap; nothing outside the list.
@@ -387,17 +437,23 @@ class VEK_API VekGroupChunk : public VekChunk {
 
  private:
   friend class VekChunk;
+  friend class VekCache;
 
-  void append(std::unique_ptr<VekChunk> child);
-  void dropChildren();
-  bool readNextChild(VekFile& f);
+  VEK_LOCAL void append(std::unique_ptr<VekChunk> child);
+  VEK_LOCAL void dropChildren();
+  VEK_LOCAL bool readOver(const VekHeader& h, VekFile& f);
+  VEK_LOCAL bool readChildren(VekFile& f);
+  VEK_LOCAL bool readNextChild(VekFile& f, std::size_t& count);
+  VEK_LOCAL static bool readChunkOver(VekChunk& chunk, const VekHeader& h, VekFile& f);
 
   std::vector<std::unique_ptr<VekChunk>> m_children;
 };
 
-/// The value type (ValueType) of the elements of a leaf.
+/// The value type (ValueType) of the elements of a leaf, in the constant `value`: Undef for char,
+/// String for std::string, Int32 for int, Float for float, Int64 for __int64, Double for double.
 template <typename T>
 struct VekTypeOf;
+/// @cond
 template <>
 struct VekTypeOf<char> {
   static constexpr unsigned char value = ValueType::Undef;
@@ -422,6 +478,7 @@ template <>
 struct VekTypeOf<double> {
   static constexpr unsigned char value = ValueType::Double;
 };
+/// @endcond
 
 /// A chunk of values. T is one of char (raw bytes), int, __int64, float, double, std::string.
 template <typename T>
@@ -465,6 +522,7 @@ extern template class VEK_API VekLeafChunk<std::string>;
 
 /// The chunk as a leaf of T, null when it is null or another kind of chunk:
 /// `if (auto* leaf = asLeaf<float>(definition.getStaticData(i))) leaf->setData({1.0F});`
+///@{
 template <typename T>
 VekLeafChunk<T>* asLeaf(VekChunk* c) {
   return dynamic_cast<VekLeafChunk<T>*>(c);
@@ -473,12 +531,14 @@ template <typename T>
 const VekLeafChunk<T>* asLeaf(const VekChunk* c) {
   return dynamic_cast<const VekLeafChunk<T>*>(c);
 }
+///@}
 
 /// The file header: the first chunk of every file.
 class VEK_API VekDVEKChunk : public VekChunk {
  public:
   /// The current format version, 2.
   VekDVEKChunk();
+  /// Another version, for what pretends to be an older or a newer file.
   explicit VekDVEKChunk(__int64 version);
 
   void reset() override;
@@ -499,6 +559,7 @@ class VEK_API VekAttrListChunk : public VekGroupChunk {
   __int64 getLength() override;
 
  protected:
+  /// An empty list.
   explicit VekAttrListChunk(unsigned int tag);
   bool readChild(const VekHeader& h, VekFile& f, bool& handled) override;
   bool writeChildren(VekFile& f) const override;
@@ -512,9 +573,10 @@ class VEK_API VekAttrListChunk : public VekGroupChunk {
   void append(std::string name, std::string type);
   /// The type of attribute i; empty when the list of a damaged file is too short.
   const std::string& typeAt(std::size_t i) const;
+  /// Does nothing for an index beyond the names.
   void setTypeAt(std::size_t i, std::string type);
 
-  std::vector<std::string> names;
+  std::vector<std::string> names;  ///< by attribute
   /// Free text, chosen by the writer. Mutable, since writing brings it to the length of the names.
   mutable std::vector<std::string> types;
 };
@@ -555,17 +617,22 @@ class VEK_API VekDATRChunk : public VekGroupChunk {
   std::ostream& printChildren(std::ostream& os, int indent) const override;
 
  public:
+  /// The numbers of all attributes, of those with values in the samples, and of the others.
+  ///@{
   int getNumAttrs() const;
   int getNumAnimatedAttrs() const;
   int getNumStaticAttrs() const;
+  ///@}
 
   /// Adds an attribute and returns its index; -1 for a value type that attributes cannot have (an
   /// animated one is refused only for the group type). An animated attribute shifts the index of
   /// every static one. The values of a static attribute are set through getStaticData().
   int addAttr(const bool& animated, const std::string& name, const std::string& typeName,
               unsigned char type, unsigned char compound = 0, unsigned char dimension = 0);
+  /// Adds an animated attribute, whose values stand in the samples.
   void addAnimatedAttribute(const std::string& name, const std::string& typeName);
 
+  /// Whether attribute i is animated.
   bool isAnimated(int i) const;
   /// Position of an animated attribute's values in a sample, -1 for a static attribute.
   int getAnimatedDataIndex(int i) const;
@@ -573,11 +640,16 @@ class VEK_API VekDATRChunk : public VekGroupChunk {
   /// animated attribute. To fill it:
   /// `if (auto* leaf = asLeaf<float>(d.getStaticData(i))) leaf->setData(values);`
   VekChunk* getStaticData(int i) const;
-  /// Valid until the attributes change.
+  /// The name and the type name of attribute i, valid until the attributes change.
+  ///@{
   const std::string& getAttrName(int i) const;
   const std::string& getAttrType(int i) const;
+  ///@}
+  /// Change them; false when memory is short.
+  ///@{
   bool setAttrName(int i, const std::string& name);
   bool setAttrType(int i, const std::string& typeName);
+  ///@}
   /// Index of the attribute with exactly that name, an animated one before a static one; else -1.
   int findAttr(const std::string& name) const;
 
@@ -592,16 +664,16 @@ class VEK_API VekDATRChunk : public VekGroupChunk {
   /// memory is short those up to where it was.
   void mergeStaticAttributes(const VekDATRChunk* from);
 
-  VekSATRChunk satr;
-  VekAATRChunk aatr;
-  VekATRSChunk atrs;
+  VekSATRChunk satr;  ///< names and types of the static attributes
+  VekAATRChunk aatr;  ///< names and types of the animated attributes
+  VekATRSChunk atrs;  ///< values of the static attributes
 
  private:
-  void checkIndex(int i) const;
-  std::size_t staticIndex(int i) const;
-  bool appendStatic(const std::string& name, const std::string& typeName,
-                    std::unique_ptr<VekChunk> values);
-  void mergeStaticAttribute(const VekDATRChunk& from, int i);
+  VEK_LOCAL void checkIndex(int i) const;
+  VEK_LOCAL std::size_t staticIndex(int i) const;
+  VEK_LOCAL bool appendStatic(const std::string& name, const std::string& typeName,
+                              std::unique_ptr<VekChunk> values);
+  VEK_LOCAL void mergeStaticAttribute(const VekDATRChunk& from, int i);
 };
 
 /// The definition of one object: its name and attributes.
@@ -623,18 +695,23 @@ class VEK_API VekDOBJChunk : public VekGroupChunk {
   std::ostream& printChildren(std::ostream& os, int indent) const override;
 
  public:
+  /// The full path name.
   std::string getName();
   /// The attributes, owned by this chunk; null when there are none.
+  ///@{
   VekDATRChunk* getDATR();
   const VekDATRChunk* getDATR() const;
+  ///@}
   /// The attributes, made when missing.
   VekDATRChunk* addDATR();
+  /// Destroys the attributes.
   void removeDATR();
 
   /// As in VekDATRChunk, which is made when missing.
   int addAttr(const bool& animated, const std::string& name, const std::string& typeName,
               unsigned char type, unsigned char compound = 0, unsigned char dimension = 0);
   /// As in VekDATRChunk, its index check included; without attributes 0, -1, false and "".
+  ///@{
   int getNumAttrs() const;
   int findAttr(const std::string& name) const;
   bool isAttrAnimated(int i) const;
@@ -642,6 +719,7 @@ class VEK_API VekDOBJChunk : public VekGroupChunk {
   std::string getAttrType(int i) const;
   bool setAttrName(int i, const std::string& name);
   bool setAttrType(int i, const std::string& typeName);
+  ///@}
 
   std::string name;    ///< full path name, components separated by "|"
   VekDATRChunk* datr;  ///< owned; null when the object has no attributes
@@ -672,22 +750,23 @@ class VEK_API VekMETAChunk : public VekGroupChunk {
   /// Appends an object definition, owned by this chunk; its index is the previous count. A null
   /// name counts as empty.
   VekDOBJChunk* addDOBJ(const char* name);
+  /// The number of object definitions.
   __int64 getNumObjects() const;
 
-  __int64 numSamples = 0;
+  __int64 numSamples = 0;                                    ///< in all streams together
   float firstTime = std::numeric_limits<float>::infinity();  ///< frames
   float lastTime = -std::numeric_limits<float>::infinity();  ///< frames
   float rate = 1.0F;                 ///< samples per frame; 0 for non-uniform sampling
   __int64 space = 1;                 ///< coordinate space: 0 world, 1 object
   std::vector<VekDOBJChunk*> dobjs;  ///< object definitions, owned
-  std::string application;
-  std::string sourceFile;
-  __int64 dateStamp = 0;  ///< seconds since 1970, 0 for none
+  std::string application;           ///< that wrote the file; empty for none
+  std::string sourceFile;            ///< scene that was written; empty for none
+  __int64 dateStamp = 0;             ///< seconds since 1970, 0 for none
 
  private:
-  void* numberFor(const VekHeader& h);
-  std::string* textFor(const VekHeader& h);
-  bool readDOBJ(const VekHeader& h, VekFile& f);
+  VEK_LOCAL void* numberFor(const VekHeader& h);
+  VEK_LOCAL std::string* textFor(const VekHeader& h);
+  VEK_LOCAL bool readDOBJ(const VekHeader& h, VekFile& f);
 };
 
 /// Writer of a file's sample stream: jump and time tables in front, then sample after sample,
@@ -718,8 +797,10 @@ class VEK_API VekSAMSChunk : public VekGroupChunk {
   /// Writes the next object of the sample: a group tagged SOBJ.
   bool writeSOBJChunk(VekFile& f, const VekGroupChunk* sobj);
   /// Begin and end the next object, whose data chunks the caller writes to the file in between.
+  ///@{
   bool writeStartSOBJChunk(VekFile& f);
   bool writeEndSOBJChunk(VekFile& f);
+  ///@}
   /// Ends the sample and completes its jump table.
   bool writeEndSAMPChunk(VekFile& f);
   /// Ends the stream and completes its tables.
@@ -736,13 +817,13 @@ class VEK_API VekSAMSChunk : public VekGroupChunk {
 
  private:
   template <typename T>
-  bool writeTable(VekFile& f, unsigned int tag, std::vector<T>& table, __int64& offset,
-                  __int64 numSamples, __int64 reserve);
+  VEK_LOCAL bool writeTable(VekFile& f, unsigned int tag, std::vector<T>& table, __int64& offset,
+                            __int64 numSamples, __int64 reserve);
   template <typename T>
-  bool extendTable(VekFile& f, const VekHeader& h, std::vector<T>& table, __int64& offset,
-                   __int64 numNewSamples, __int64 end);
-  bool openSection(VekFile& f, __int64& end);
-  bool noteObject(VekFile& f);
+  VEK_LOCAL bool extendTable(VekFile& f, const VekHeader& h, std::vector<T>& table, __int64& offset,
+                             __int64 numNewSamples, __int64 end);
+  VEK_LOCAL bool openSection(VekFile& f, __int64& end);
+  VEK_LOCAL bool noteObject(VekFile& f);
 };
 
 }  // namespace Vek

@@ -99,29 +99,28 @@ int GeometryVekObj::getNumKnots(int sampleIndex, unsigned tag) {
 
 // --- At a time -----------------------------------------------------------------------------------
 
+// The values are emptied after a failure only: those of an earlier call are memory to reuse.
 template <typename T>
 bool GeometryVekObj::evaluatePositions(float time, VekInterpolationHints& hints,
                                        std::vector<T>& values, AnimationState& state,
                                        int& dimension) {
   dimension = 0;
   state = Static;
-  values.clear();
   const SampleChoice choice = evaluateAt(time, hints);
   const int degree = hints.interpolation;
-  if (!choice.blends(degree)) {
+  const auto copySample = [&] {
     bool animated = false;
     if (!getChunkValues(choice.first, Tag::POSI, values, animated, dimension)) return false;
     state = animated ? Animated : Static;
     return true;
-  }
-  return guarded(false, [&] {
+  };
+  const auto blend = [&] {
     // Samples are read in single precision for both forms: between samples, positions stored in
     // double cannot be evaluated. Callers rely on the failure.
     SampleRun<float> run(SampleRun<float>::needsCopies(*m_cache, degree));
     for (int i = 0; i <= degree; ++i) {
-      const int sample = choice.index(i);
       const std::vector<float>* data = nullptr;
-      if (!getPositionData(sample, data, state, dimension)) return false;
+      if (!getPositionData(choice.index(i), data, state, dimension)) return false;
       run.add(*data);
     }
     if (!run.agrees(false)) return false;
@@ -129,7 +128,10 @@ bool GeometryVekObj::evaluatePositions(float time, VekInterpolationHints& hints,
     blendSamples<PositionKernels>(degree, t, run, values);
     traceBlend(degree, t, values);
     return true;
-  });
+  };
+  const bool evaluated = choice.blends(degree) ? guarded(false, blend) : copySample();
+  if (!evaluated) values.clear();
+  return evaluated;
 }
 
 bool GeometryVekObj::getPositionAtTime(float time, VekInterpolationHints& hints,

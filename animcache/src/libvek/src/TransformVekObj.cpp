@@ -10,11 +10,13 @@
 #include <array>
 #include <iostream>
 
+#include "VekChunkCast.h"
 #include "VekGuarded.h"
 #include "VekHelperObj.h"
 #include "VekInterpolation.h"
 #include "VekMatrix.h"
 #include "VekQuaternion.h"
+#include "VekSampleAttrs.h"
 #include "VekTransformChannels.h"
 
 namespace Vek {
@@ -127,11 +129,10 @@ bool TransformVekObj::readMatrix(int sampleIndex, T (&matrix)[16], AnimationStat
   state = Static;
   const VekChunk* chunk = nullptr;
   const AnimationState found = findChunk(sampleIndex, Tag::MTRX, chunk);
-  const std::vector<float>* floats = nullptr;
-  const std::vector<double>* doubles = nullptr;
-  const bool copied = getVekLeafData(chunk, floats)
-                          ? copyElements(*floats, matrix)
-                          : getVekLeafData(chunk, doubles) && copyElements(*doubles, matrix);
+  const auto* const floats = leafValues<float>(chunk);
+  const auto* const doubles = leafValues<double>(chunk);
+  const bool copied = floats != nullptr ? copyElements(*floats, matrix)
+                                        : doubles != nullptr && copyElements(*doubles, matrix);
   if (copied) state = found;
   return copied;
 }
@@ -157,7 +158,9 @@ bool TransformVekObj::evaluate(float time, VekInterpolationHints& hints, std::ve
     const Blend blend = chooseBlend(time, hints);
     if (blend.count == 1) return copyMatrix(blend.samples[0], matrix, state);
     T result[matrixSize];
-    if (!composeChannels(blend, result, state) && !blendMatrices(blend, result, state))
+    const Composition composition = composeChannels(blend, result, state);
+    if (composition == Composition::unreadable) return false;
+    if (composition == Composition::noChannels && !blendMatrices(blend, result, state))
       return false;
     std::copy_n(result, matrixSize, matrix.begin());
     return true;
@@ -180,38 +183,92 @@ TransformVekObj::Blend TransformVekObj::chooseBlend(float time, VekInterpolation
 
 // --- Composed from channels ----------------------------------------------------------------------
 
-// Returns whether there was any channel. Channels do not depend on one another; of several
-// attributes of one name the last one counts.
+// Channels do not depend on one another; of several attributes of one name the last one counts.
 template <typename T>
-bool TransformVekObj::composeChannels(const Blend& blend, T (&matrix)[16], AnimationState& state) {
+TransformVekObj::Composition TransformVekObj::composeChannels(const Blend& blend, T (&matrix)[16],
+                                                              AnimationState& state) {
   const VekDOBJChunk* const definition = m_cache->getObjDef(m_objectIndex);
   const VekDATRChunk* const attrs = definition != nullptr ? definition->getDATR() : nullptr;
-  if (attrs == nullptr) return false;
+  if (attrs == nullptr) return Composition::noChannels;
   VekTransformChannels<T> channels;
-  ChannelBatch<T> batch;
+  const int limit = m_cache->getMaxSamples();
+  const bool holdsRun = limit <= 0 || static_cast<std::size_t>(limit) >= blend.count;
   bool found = false;
-  for (int attr = 0; attr < attrs->getNumAttrs(); ++attr) {
-    const std::size_t channel = findTransformChannel(attrs->getAttrName(attr));
-    if (channel == Channel::Count) continue;
-    batch.values[batch.size++] = {attr, channel, attrs->isAnimated(attr), 0, {}};
-    if (batch.size == batch.values.size())
-      found = readChannels(blend, batch, channels, state) || found;
-  }
-  found = readChannels(blend, batch, channels, state) || found;
-  if (!found) return false;
-  channels.setRotateOrder(readRotateOrder(blend.samples[0]));
+  const bool read = holdsRun && answersFromChunks(*m_cache)
+                        ? readHeldChannels(blend, *attrs, channels, found, state)
+                        : readAllChannels(blend, *attrs, channels, found, state);
+  if (!read) return Composition::unreadable;
+  if (!found) return Composition::noChannels;
+  int order = -1;
+  if (!readRotateOrder(blend.samples[0], order)) return Composition::unreadable;
+  channels.setRotateOrder(order);
   std::copy_n(channels.compose().m, matrixSize, matrix);
+  return Composition::done;
+}
+
+// Reads the channels one after another, from a cache that holds all samples of the run at a time. A
+// channel whose first sample is there counts as found, also when a later one is missing; it then
+// keeps the value that it had. A sample that cannot be read is another matter: the matrix would be
+// that of an object without the channel.
+template <typename T>
+bool TransformVekObj::readHeldChannels(const Blend& blend, const VekDATRChunk& attrs,
+                                       VekTransformChannels<T>& channels, bool& found,
+                                       AnimationState& state) {
+  SampleAttrs samples(*m_cache, m_objectIndex, blend.samples);
+  const std::vector<std::string>& animated = attrs.aatr.names;
+  for (std::size_t i = 0; i < animated.size(); ++i) {
+    const std::size_t channel = findTransformChannel(animated[i]);
+    if (channel == Channel::Count) continue;
+    ChannelValues<T> values = {static_cast<int>(i), channel, true, 0, {}};
+    while (values.numRead < blend.count && takeFirstValue(samples.get(values.numRead, values.attr),
+                                                          values.c[values.numRead], found))
+      ++values.numRead;
+    if (values.numRead < blend.count) {
+      if (m_cache->isUnreadable(blend.samples[values.numRead], m_objectIndex)) return false;
+      continue;
+    }
+    channels.set(channel, blendChannel(blend, values));
+    state = Animated;
+  }
+  const std::vector<std::string>& fixed = attrs.satr.names;
+  for (std::size_t i = 0; i < fixed.size(); ++i) {
+    const std::size_t channel = findTransformChannel(fixed[i]);
+    if (channel == Channel::Count) continue;
+    T value = 0;
+    const VekChunk* const chunk = attrs.getStaticData(static_cast<int>(animated.size() + i));
+    if (takeFirstValue(chunk, value, found)) channels.set(channel, value);
+  }
   return true;
+}
+
+// Reads the channels from any cache, in batches.
+template <typename T>
+bool TransformVekObj::readAllChannels(const Blend& blend, const VekDATRChunk& attrs,
+                                      VekTransformChannels<T>& channels, bool& found,
+                                      AnimationState& state) {
+  ChannelBatch<T> batch;
+  const auto readBatch = [&] { return readChannels(blend, batch, channels, found, state); };
+  for (int attr = 0; attr < attrs.getNumAttrs(); ++attr) {
+    const std::size_t channel = findTransformChannel(attrs.getAttrName(attr));
+    if (channel == Channel::Count) continue;
+    batch.values[batch.size++] = {attr, channel, attrs.isAnimated(attr), 0, {}};
+    if (batch.size == batch.values.size() && !readBatch()) return false;
+  }
+  return readBatch();
 }
 
 // Reads a batch of channels and empties it. Sample by sample, since a cache with a limit may load a
 // sample anew whenever it changes. A channel whose first sample is there counts as found, also when
-// a later one is missing; it then keeps the value that it had.
+// a later one is missing; it then keeps the value that it had. False when a sample cannot be read.
 template <typename T>
 bool TransformVekObj::readChannels(const Blend& blend, ChannelBatch<T>& batch,
-                                   VekTransformChannels<T>& channels, AnimationState& state) {
-  bool found = false;
+                                   VekTransformChannels<T>& channels, bool& found,
+                                   AnimationState& state) {
+  const auto end = batch.values.begin() + static_cast<std::ptrdiff_t>(batch.size);
+  const bool animated = std::any_of(batch.values.begin(), end,
+                                    [](const ChannelValues<T>& values) { return values.animated; });
   for (std::size_t sample = 0; sample < blend.count; ++sample) {
+    if (animated && m_cache->isUnreadable(blend.samples[sample], m_objectIndex)) return false;
     for (std::size_t i = 0; i < batch.size; ++i) {
       ChannelValues<T>& values = batch.values[i];
       if (values.numRead < sample || (sample > 0 && !values.animated)) continue;
@@ -226,7 +283,7 @@ bool TransformVekObj::readChannels(const Blend& blend, ChannelBatch<T>& batch,
     if (values.animated) state = Animated;
   }
   batch.size = 0;
-  return found;
+  return true;
 }
 
 template <typename T>
@@ -239,31 +296,22 @@ T TransformVekObj::blendChannel(const Blend& blend, const ChannelValues<T>& valu
   return value;
 }
 
-// Sets `found` when there is a chunk. Other types than float and double count as 0; a leaf without
-// values has none to give.
 template <typename T>
 bool TransformVekObj::readFirstValue(int sampleIndex, int attr, T& value, bool& found) {
-  const VekChunk* const chunk = getAttrDataChunk(sampleIndex, attr);
-  if (chunk == nullptr) return false;
-  found = true;
-  const auto takeFirst = [&value](const auto& values) {
-    if (!values.empty()) value = static_cast<T>(values.front());
-    return !values.empty();
-  };
-  const std::vector<float>* floats = nullptr;
-  if (getVekLeafData(chunk, floats)) return takeFirst(*floats);
-  const std::vector<double>* doubles = nullptr;
-  if (getVekLeafData(chunk, doubles)) return takeFirst(*doubles);
-  value = 0;
-  return true;
+  return takeFirstValue(getAttrDataChunk(sampleIndex, attr), value, found);
 }
 
-// The order stored with the sample, -1 for none.
-int TransformVekObj::readRotateOrder(int sampleIndex) {
+// The order stored with the sample, -1 for none; false when that cannot be told.
+bool TransformVekObj::readRotateOrder(int sampleIndex, int& order) {
   const VekChunk* chunk = nullptr;
   findChunk(sampleIndex, Tag::MTRO, chunk);
-  const std::vector<int>* order = nullptr;
-  return getVekLeafData(chunk, order) && !order->empty() ? order->front() : -1;
+  if (chunk == nullptr) {
+    if (m_cache->isUnreadable(sampleIndex, m_objectIndex)) return false;
+    findChunk(sampleIndex, Tag::MTRO, chunk);  // The sample may have been read only now.
+  }
+  const std::vector<int>* stored = nullptr;
+  order = getVekLeafData(chunk, stored) && !stored->empty() ? stored->front() : -1;
+  return true;
 }
 
 // --- Blended from stored matrices ----------------------------------------------------------------
@@ -275,14 +323,16 @@ namespace {
 template <typename T, typename Element>
 VekMatrix<T> recompose(const VekQuaternion<T>& qi, Element element) {
   // The diagonal is blended as it stands, also where rotation is part of it.
-  const VekMatrix<T> sMat = scaling(element(0), element(5), element(10));
+  const T s[] = {element(0), element(5), element(10)};
+  const T t[] = {element(12), element(13), element(14)};
   const VekMatrix<T> rMat = toMatrix(qi);
-  const VekMatrix<T> tMat = translation(element(12), element(13), element(14));
-  trace("qi:", qi);
-  trace("sMat:", sMat);
-  trace("rMat:", rMat);
-  trace("tMat:", tMat);
-  return sMat * rMat * tMat;
+  if (verbosity >= 2) {
+    trace("qi:", qi);
+    trace("sMat:", scaling(s[0], s[1], s[2]));
+    trace("rMat:", rMat);
+    trace("tMat:", translation(t[0], t[1], t[2]));
+  }
+  return placedRotation(s[0], s[1], s[2], rMat, t[0], t[1], t[2]);
 }
 
 template <typename T>

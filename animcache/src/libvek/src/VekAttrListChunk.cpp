@@ -50,6 +50,7 @@ const std::string& VekAttrListChunk::typeAt(std::size_t i) const {
 }
 
 void VekAttrListChunk::setTypeAt(std::size_t i, std::string type) {
+  if (i >= names.size()) return;
   if (i >= types.size()) types.resize(i + 1);
   types[i] = std::move(type);
 }

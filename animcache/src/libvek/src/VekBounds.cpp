@@ -65,6 +65,10 @@ bool VekHelperObj::getBounds(int sampleIndex, float (&bounds)[6], AnimationState
                              bool pointOrder) {
   const VekChunk* box = nullptr;
   state = findChunk(sampleIndex, Tag::BBOX, box);
+  const VekChunk* points = nullptr;
+  // A sample that was read only for its positions may hold a box as well.
+  if (box == nullptr && findChunk(sampleIndex, Tag::POSI, points) == Animated)
+    state = findChunk(sampleIndex, Tag::BBOX, box);
   const bool found = box != nullptr ? copyStoredBounds(box, bounds, pointOrder)
                                     : computeBounds(sampleIndex, bounds, state, pointOrder);
   if (found && verbosity >= 2) {

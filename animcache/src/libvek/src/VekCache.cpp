@@ -50,10 +50,11 @@ void VekCache::reset() {
   jumpTable.clear();
   objectJumps.clear();
   numFileObjects = 0;
-  cachedSampleIndex = -1;
+  forgetSamples();
 }
 
 bool VekCache::close() {
+  m_outlined = -1;
   return file.close();
 }
 
@@ -69,15 +70,19 @@ bool VekCache::getKeepOpen() const {
 // --- Loading -------------------------------------------------------------------------------------
 
 bool VekCache::load(const char* filename, bool keep) {
-  return guarded(false, [&] {
+  bool loaded = false;
+  bool isEmpty = false;
+  const bool hadMemory = guarded(false, [&] {
     // A copy: the path may be this cache's own name, which the reset clears.
     const std::string path = filename != nullptr ? filename : "";
     reset();
-    if (!openFile(path)) return false;
-    const bool loaded = guarded(false, [&] { return loadFile(path, keep); });
-    if (!loaded) reset();
-    return loaded;
+    isEmpty = !openFile(path);
+    loaded = !isEmpty && loadFile(path, keep);
+    return true;
   });
+  if (!hadMemory) loadError("not enough memory");
+  if (!loaded && !isEmpty) reset();
+  return loaded;
 }
 
 bool VekCache::loadFile(const std::string& path, bool keep) {

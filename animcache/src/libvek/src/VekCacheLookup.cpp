@@ -6,6 +6,7 @@
 #include <cmath>
 #include <iostream>
 #include <limits>
+#include <string_view>
 
 #include "VekCache.h"
 #include "VekGuarded.h"
@@ -82,11 +83,14 @@ float VekCache::getSampleTime(int i) const {
 
 namespace {
 
-/// The name without the namespaces of its components: |ns:a|ns:b becomes |a|b. Names are full
-/// paths that begin with "|"; a first component without one keeps its first character, so that
+bool hasNamespaces(const std::string& name) {
+  return name.find(':') != std::string::npos;
+}
+
+/// A name that has namespaces without those of its components: |ns:a|ns:b becomes |a|b. Names are
+/// full paths that begin with "|"; a first component without one keeps its first character, so that
 /// ns:a becomes na, which callers rely on.
 std::string stripNamespaces(const std::string& name) {
-  if (name.find(':') == std::string::npos) return name;
   std::string result;
   __int64 lastColon = -1;
   __int64 componentStart = 0;
@@ -115,6 +119,28 @@ std::size_t lastComponent(const std::string& name) {
   return bar == std::string::npos ? 0 : bar + 1;
 }
 
+/// Whether that is the last component of a name. Most names are told apart by one character on
+/// either side of it, without a search for the bar. `component` holds no "|".
+bool endsWithComponent(std::string_view name, std::string_view component) {
+  if (name.size() < component.size()) return false;
+  const std::size_t begin = name.size() - component.size();
+  if (begin > 0 && name[begin - 1] != '|') return false;
+  if (component.empty()) return true;
+  return name.back() == component.back() && name.substr(begin) == component;
+}
+
+/// The first of the definitions [first, end) whose name ends with the component; `end` when there
+/// is none. A missing definition counts as one without a name.
+std::size_t findComponent(const std::vector<VekDOBJChunk*>& definitions, std::size_t first,
+                          std::size_t end, std::string_view component) {
+  for (std::size_t i = first; i < end; ++i) {
+    const VekDOBJChunk* const definition = definitions[i];
+    const std::string_view name = definition != nullptr ? definition->name : std::string_view();
+    if (endsWithComponent(name, component)) return i;
+  }
+  return end;
+}
+
 }  // namespace
 
 std::string VekCache::shortName(const std::string& name) {
@@ -134,17 +160,25 @@ bool VekCache::compareNames(const std::string& a, const std::string& b) const {
   return true;
 }
 
+// Names that are equal have equal last components too, so that the last components alone decide.
+// The table is scanned, not indexed: whoever has the metadata may rename objects at any time.
 int VekCache::findObjectIndex(const std::string& name, int hint) const {
-  const int count = getNumObjects();
-  if (count == 0 || name.empty()) return -1;
+  if (metadata.dobjs.empty() || name.empty()) return -1;
   return guarded(-1, [&] {
-    const std::string key = stripNamespaces(name);
-    const int start = hint >= 0 && hint < count ? hint : 0;
-    for (int k = 0; k < count; ++k) {
-      const int i = k < count - start ? start + k : k - (count - start);
-      if (compareNames(getName(i), key)) return i;
+    const bool strips = hasNamespaces(name);
+    const std::string stripped = strips ? stripNamespaces(name) : std::string();
+    const std::string& key = strips ? stripped : name;
+    const std::string_view component = std::string_view(key).substr(lastComponent(key));
+    const std::size_t count = metadata.dobjs.size();
+    const std::size_t start = hasObject(hint) ? static_cast<std::size_t>(hint) : 0;
+    std::size_t found = findComponent(metadata.dobjs, start, count, component);
+    if (found == count) {
+      found = findComponent(metadata.dobjs, 0, start, component);
+      if (found == start) return -1;
     }
-    return -1;
+    const auto index = static_cast<int>(found);
+    if (verbosity >= 3) compareNames(getName(index), key);  // Traces the match.
+    return index;
   });
 }
 

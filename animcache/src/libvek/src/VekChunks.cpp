@@ -20,9 +20,13 @@ VekChunk::VekChunk() = default;
 
 VekChunk::VekChunk(const VekHeader& h) : header(h) {}
 
-VekChunk::VekChunk(const VekChunk& other) = default;
+VekChunk::VekChunk(const VekChunk& other) : header(other.header) {}
 
-VekChunk& VekChunk::operator=(const VekChunk& other) = default;
+// cppcheck-suppress operatorEqVarError ; whose child a chunk is does not change
+VekChunk& VekChunk::operator=(const VekChunk& other) {
+  if (this != &other) header = other.header;
+  return *this;
+}
 
 VekChunk::~VekChunk() = default;
 

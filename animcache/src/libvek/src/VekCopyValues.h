@@ -5,21 +5,38 @@
 #ifndef VEK_COPY_VALUES_H
 #define VEK_COPY_VALUES_H
 
-#include <algorithm>
+#include <cstddef>
 #include <string>
+#include <type_traits>
 #include <vector>
 
+#include "VekChunks.h"
 #include "VekGuarded.h"
 
 namespace Vek {
+
+/// Overwrites `to` with `count` values of `from`, converted: between float and double, and between
+/// the integers.
+template <typename From, typename To>
+void convertValues(const From* from, std::size_t count, To* to);
+
+extern template void convertValues(const float*, std::size_t, double*);
+extern template void convertValues(const double*, std::size_t, float*);
+extern template void convertValues(const int*, std::size_t, __int64*);
+extern template void convertValues(const __int64*, std::size_t, int*);
 
 /// Makes `to` a copy of `from`; false, with `to` as it was, when memory is short.
 template <typename From, typename To>
 bool copyValues(const std::vector<From>& from, std::vector<To>& to) {
   return guarded(false, [&] {
-    to.resize(from.size());
-    std::transform(from.begin(), from.end(), to.begin(),
-                   [](const From& value) { return static_cast<To>(value); });
+    if constexpr (!std::is_same_v<From, To>) {
+      // Memory that is there is overwritten in one pass.
+      if (to.size() == from.size()) {
+        convertValues(from.data(), from.size(), to.data());
+        return true;
+      }
+    }
+    to.assign(from.begin(), from.end());
     return true;
   });
 }

@@ -156,63 +156,135 @@ bool VekFile::readData(const VekHeader& h, void* buffer) {
   return true;
 }
 
-bool VekFile::readToScratch(const VekHeader& h) {
-  if (!isOpen() || !m_stream->holds(h.length)) return false;
-  const auto size = static_cast<std::size_t>(h.length);
-  if (m_scratch.size() < size) m_scratch.resize(size);
-  return readData(h, m_scratch.data());
+// Announces how much will be read from the position on, so that it comes in one piece.
+void VekFile::expect(__int64 length) {
+  if (isOpen()) m_stream->expect(length);
 }
+
+// Whether that many bytes lie behind the position.
+bool VekFile::holds(__int64 length) {
+  return isOpen() && m_stream->holds(length);
+}
+
+// Whether a leaf would find its payload whole; what is of no known type reads none.
+bool VekFile::canRead(const VekHeader& h) {
+  if (h.type > ValueType::Double) return h.length >= 0;
+  const bool is8Bytes = h.type == ValueType::Int64 || h.type == ValueType::Double;
+  const bool is4Bytes = h.type == ValueType::Int32 || h.type == ValueType::Float;
+  const __int64 elementSize = is8Bytes ? 8 : is4Bytes ? 4 : 1;
+  return h.length % elementSize == 0 && holds(h.length);
+}
+
+// The number of chunks in the next `length` bytes, as far as these were read ahead.
+std::size_t VekFile::countChunks(__int64 length) const {
+  const char* chunk = isOpen() ? m_stream->ahead(length) : nullptr;
+  std::size_t count = 0;
+  while (chunk != nullptr && length >= headerSize) {
+    VekHeader h;
+    std::memcpy(&h, chunk, sizeof(h));
+    ++count;
+    length -= headerSize;
+    if (h.length < 0 || h.length >= length) break;
+    length -= h.length;
+    chunk += headerSize + h.length;
+  }
+  return count;
+}
+
+// The payload, valid until the next operation; null when it cannot be read. It lies in the stream's
+// buffer or, when it is too long for that, in the scratch buffer.
+const char* VekFile::readText(const VekHeader& h) {
+  if (!isOpen() || h.length < 0) return nullptr;
+  const char* text = h.length == 0 ? "" : m_stream->view(h.length);
+  if (text == nullptr) {
+    if (!m_stream->holds(h.length)) return nullptr;
+    const auto size = static_cast<std::size_t>(h.length);
+    if (m_scratch.size() < size) m_scratch.resize(size);
+    if (!m_stream->read(m_scratch.data(), h.length)) return nullptr;
+    text = m_scratch.data();
+  }
+  closeFinishedGroups();
+  return text;
+}
+
+namespace {
+
+// The number of bytes from `first` to the next NUL or to `end`.
+std::size_t runLength(const char* first, const char* end) {
+  const auto size = static_cast<std::size_t>(end - first);
+  const void* const nul = size > 0 ? std::memchr(first, '\0', size) : nullptr;
+  return nul == nullptr ? size : static_cast<std::size_t>(static_cast<const char*>(nul) - first);
+}
+
+}  // namespace
 
 bool VekFile::readData(const VekHeader& h, std::string& s) {
   s.clear();
   return guarded(false, [&] {
-    if (!readToScratch(h)) return false;
-    s.assign(m_scratch.data(), runLength(0, static_cast<std::size_t>(h.length)));
+    const char* const text = readText(h);
+    if (text == nullptr) return false;
+    s.assign(text, runLength(text, text + h.length));
     return true;
   });
 }
 
 bool VekFile::readData(const VekHeader& h, std::vector<std::string>& v) {
-  v.clear();
   const bool read = guarded(false, [&] {
-    if (!readToScratch(h)) return false;
-    const auto size = static_cast<std::size_t>(h.length);
-    const auto end = m_scratch.begin() + h.length;
-    v.reserve(static_cast<std::size_t>(std::count(m_scratch.begin(), end, '\0')) + 1);
-    for (std::size_t begin = 0; begin < size; begin += v.back().size() + 1)
-      v.emplace_back(m_scratch.data() + begin, runLength(begin, size));
+    const char* const text = readText(h);
+    if (text == nullptr) return false;
+    const char* const end = text + h.length;
+    const bool cutOff = h.length > 0 && end[-1] != '\0';
+    v.resize(static_cast<std::size_t>(std::count(text, end, '\0')) + (cutOff ? 1 : 0));
+    const char* begin = text;
+    for (std::string& run : v) {
+      run.assign(begin, runLength(begin, end));
+      begin += run.size() + 1;
+    }
     return true;
   });
   if (!read) v.clear();
   return read;
 }
 
-// The number of bytes from `begin` to the next NUL or to `end` in the scratch buffer.
-std::size_t VekFile::runLength(std::size_t begin, std::size_t end) const {
-  const char* const first = m_scratch.data() + begin;
-  const void* const nul = begin < end ? std::memchr(first, '\0', end - begin) : nullptr;
-  return nul == nullptr ? end - begin
-                        : static_cast<std::size_t>(static_cast<const char*>(nul) - first);
+template <typename T>
+bool VekFile::readElements(const VekHeader& h, std::vector<T>& v, std::size_t kept) {
+  if (!isOpen() || h.length % static_cast<__int64>(sizeof(T)) != 0) return false;
+  if (!m_stream->holds(h.length)) return false;
+  return guarded(false, [&] {
+    const std::size_t size = kept + static_cast<std::size_t>(h.length) / sizeof(T);
+    // Memory of another size is not used again: what is held must not exceed what is needed.
+    const bool fits = size <= v.capacity() && v.capacity() - size <= size / 16;
+    if (kept == 0 && !fits) std::vector<T>().swap(v);
+    v.resize(size);
+    return readData(h, static_cast<void*>(v.data() + kept));
+  });
 }
 
 template <typename T>
 bool VekFile::appendData(const VekHeader& h, std::vector<T>& v) {
-  if (!isOpen() || h.length % static_cast<__int64>(sizeof(T)) != 0) return false;
-  if (!m_stream->holds(h.length)) return false;
   const std::size_t before = v.size();
-  const bool read = guarded(false, [&] {
-    v.resize(before + static_cast<std::size_t>(h.length) / sizeof(T));
-    return readData(h, v.data() + before);
-  });
+  const bool read = readElements(h, v, before);
   if (!read) v.resize(before);
   return read;
 }
 
+template <typename T>
+bool VekFile::readData(const VekHeader& h, std::vector<T>& v) {
+  const bool read = readElements(h, v, 0);
+  if (!read) v.clear();
+  return read;
+}
+
 template VEK_API bool VekFile::appendData(const VekHeader&, std::vector<char>&);
+template VEK_API bool VekFile::readData(const VekHeader&, std::vector<char>&);
 template VEK_API bool VekFile::appendData(const VekHeader&, std::vector<int>&);
+template VEK_API bool VekFile::readData(const VekHeader&, std::vector<int>&);
 template VEK_API bool VekFile::appendData(const VekHeader&, std::vector<__int64>&);
+template VEK_API bool VekFile::readData(const VekHeader&, std::vector<__int64>&);
 template VEK_API bool VekFile::appendData(const VekHeader&, std::vector<float>&);
+template VEK_API bool VekFile::readData(const VekHeader&, std::vector<float>&);
 template VEK_API bool VekFile::appendData(const VekHeader&, std::vector<double>&);
+template VEK_API bool VekFile::readData(const VekHeader&, std::vector<double>&);
 
 // --- Writing -------------------------------------------------------------------------------------
 

@@ -36,30 +36,66 @@ bool VekGroupChunk::read(const VekHeader& h, VekFile& f) {
   if (h.tag != header.tag || h.type != header.type || h.length < 0) return false;
   header = h;
   dropChildren();
-  if (h.length == 0) return true;
-  // The file closes the group when its last payload ends; the level then falls below this one.
-  const unsigned __int64 level = f.getLevel();
-  do {
-    if (!guarded(false, [&] { return readNextChild(f); })) return false;
-  } while (f.getLevel() == level);
-  return true;
+  return readChildren(f);
 }
 
 void VekGroupChunk::dropChildren() {
-  for (auto& child : m_children) static_cast<void>(child.release());
+  for (auto& child : m_children) {
+    if (child) child->m_owner = nullptr;
+    static_cast<void>(child.release());
+  }
   m_children.clear();
 }
 
-bool VekGroupChunk::readNextChild(VekFile& f) {
+// Reads like read(), but into the children from before where they are of the same kind: objects of
+// one sample are mostly built like those of another.
+bool VekGroupChunk::readOver(const VekHeader& h, VekFile& f) {
+  if (h.tag != header.tag || h.type != header.type || h.length < 0) return false;
+  header = h;
+  return readChildren(f);
+}
+
+bool VekGroupChunk::readChildren(VekFile& f) {
+  std::size_t count = 0;
+  const auto readAll = [&] {
+    if (header.length == 0) return true;
+    // The file closes the group when its last payload ends; the level then falls below this one.
+    const unsigned __int64 level = f.getLevel();
+    m_children.reserve(f.countChunks(header.length));
+    do {
+      if (!readNextChild(f, count)) return false;
+    } while (f.getLevel() == level);
+    return true;
+  };
+  const bool read = guarded(false, readAll);
+  m_children.erase(m_children.begin() + static_cast<std::ptrdiff_t>(count), m_children.end());
+  return read;
+}
+
+// Reads a chunk and, unless a subclass claims it, makes it the child at `count`.
+bool VekGroupChunk::readNextChild(VekFile& f, std::size_t& count) {
   VekHeader h;
   if (!f.readHeader(h)) return false;
   bool handled = false;
   const bool claimed = readChild(h, f, handled);
   if (handled) return claimed;
-  std::unique_ptr<VekChunk> child(create(h.tag, h.type));
-  if (!child || !child->read(h, f)) return false;
-  append(std::move(child));
+  if (count < m_children.size()) {
+    std::unique_ptr<VekChunk>& old = m_children[count];
+    if (!old || old->getTag() != h.tag || old->getType() != h.type)
+      old.reset(create(h.tag, h.type));
+    if (!old || !readChunkOver(*old, h, f)) return false;
+  } else {
+    std::unique_ptr<VekChunk> child(create(h.tag, h.type));
+    if (!child || !child->read(h, f)) return false;
+    append(std::move(child));
+  }
+  ++count;
   return true;
+}
+
+bool VekGroupChunk::readChunkOver(VekChunk& chunk, const VekHeader& h, VekFile& f) {
+  auto* const group = h.type == ValueType::Group ? dynamic_cast<VekGroupChunk*>(&chunk) : nullptr;
+  return group != nullptr ? group->readOver(h, f) : chunk.read(h, f);
 }
 
 bool VekGroupChunk::write(VekFile& f) const {
@@ -107,6 +143,10 @@ void VekGroupChunk::removeAllChildren() {
 }
 
 void VekGroupChunk::addChild(VekChunk* c) {
+  if (c != nullptr && c->m_owner != nullptr) return;
+  for (const VekGroupChunk* group = this; group != nullptr; group = group->m_owner) {
+    if (group == c) return;
+  }
   guarded(false, [child = std::unique_ptr<VekChunk>(c), this]() mutable {
     append(std::move(child));
     return true;
@@ -114,7 +154,9 @@ void VekGroupChunk::addChild(VekChunk* c) {
 }
 
 void VekGroupChunk::append(std::unique_ptr<VekChunk> child) {
+  VekChunk* const added = child.get();
   m_children.push_back(std::move(child));
+  if (added != nullptr) added->m_owner = this;
 }
 
 unsigned __int64 VekGroupChunk::numChildren() const {

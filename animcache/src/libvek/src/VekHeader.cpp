@@ -3,6 +3,7 @@
 // The chunk header, its name tables and its text forms.
 
 #include <cstddef>
+#include <cstdio>
 #include <cstring>
 #include <ostream>
 
@@ -61,7 +62,11 @@ std::ostream& VekHeader::print(std::ostream& os) const {
   char characters[sizeof(tag)];
   std::memcpy(characters, &tag, sizeof(tag));
   os.write(characters, sizeof(characters));
-  os << " " << nameAt(vekTypeNames, type) << " (" << std::to_string(length) << ")";
+  // Neither the stream's number format nor an allocation: printing does not fail for want of
+  // memory.
+  char digits[24] = "";
+  static_cast<void>(std::snprintf(digits, sizeof(digits), "%lld", static_cast<long long>(length)));
+  os << " " << nameAt(vekTypeNames, type) << " (" << digits << ")";
   if (compound != 0) os << " " << nameAt(vekCompoundNames, compound);
   if (dimension != 0) os << " " << nameAt(vekDimensionNames, dimension);
   return os;

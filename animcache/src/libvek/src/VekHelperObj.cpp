@@ -6,6 +6,7 @@
 
 #include <cmath>
 
+#include "VekChunkCast.h"
 #include "VekCopyValues.h"
 
 namespace Vek {
@@ -52,15 +53,44 @@ const VekRoMemCache* VekHelperObj::getParentCache() {
   return m_cache;
 }
 
+namespace {
+
+/// The categories of the library's own views. A view notes them as bits: views are made by the ten
+/// thousand, and few are ever asked for the set.
+constexpr const char* ownCategories[] = {"geometry", "helperObj",  "locator",      "lxcoordsystem",
+                                         "mesh",     "nurbscurve", "nurbssurface", "transform"};
+
+/// The bit of a category of the library's own; 0 for any other.
+unsigned int ownCategoryBit(const std::string& category) {
+  unsigned int bit = 1;
+  for (const char* const own : ownCategories) {
+    if (category == own) return bit;
+    bit <<= 1;
+  }
+  return 0;
+}
+
+}  // namespace
+
 bool VekHelperObj::isA(const std::string& category) {
-  return m_categories.count(category) != 0;
+  return (ownCategoryBit(category) & m_ownCategories) != 0 || m_categories.count(category) != 0;
 }
 
 void VekHelperObj::addCategory(const std::string& category) {
-  m_categories.insert(category);
+  const unsigned int bit = ownCategoryBit(category);
+  m_ownCategories |= bit;
+  if (bit == 0) m_categories.insert(category);
 }
 
 const std::set<std::string>& VekHelperObj::categories() {
+  guarded(false, [&] {
+    unsigned int bit = 1;
+    for (const char* const own : ownCategories) {
+      if ((m_ownCategories & bit) != 0) m_categories.insert(own);
+      bit <<= 1;
+    }
+    return true;
+  });
   return m_categories;
 }
 
@@ -119,17 +149,9 @@ std::string VekHelperObj::getAttrDataType(int sampleIndex, int attrIndex) const 
 
 namespace {
 
-/// The values of a leaf of exactly that type: both its header and its class.
-template <typename T>
-const std::vector<T>* leafData(const VekChunk* chunk) {
-  if (chunk == nullptr || chunk->getType() != VekTypeOf<T>::value) return nullptr;
-  const auto* const leaf = asLeaf<T>(chunk);
-  return leaf != nullptr ? &leaf->data : nullptr;
-}
-
 template <typename T>
 bool pointAt(const VekChunk* chunk, const std::vector<T>*& data) {
-  data = leafData<T>(chunk);
+  data = leafValues<T>(chunk);
   return data != nullptr;
 }
 

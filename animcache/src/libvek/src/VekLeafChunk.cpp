@@ -53,13 +53,10 @@ template <typename T>
 bool VekLeafChunk<T>::read(const VekHeader& h, VekFile& f) {
   if (h.tag != header.tag || h.type != header.type) return false;
   header = h;
-  if constexpr (std::is_same_v<T, std::string>) {
-    return f.readData(h, data);
-  } else {
+  if constexpr (!std::is_same_v<T, std::string>) {
     if (h.length % static_cast<__int64>(sizeof(T)) != 0) return false;
-    data.clear();
-    return f.appendData(h, data);
   }
+  return f.readData(h, data);
 }
 
 template <typename T>

@@ -134,7 +134,7 @@ std::ostream& VekMETAChunk::printChildren(std::ostream& os, int indent) const {
   if (!sourceFile.empty()) printIndent(os, indent) << "sourceFile = " << sourceFile << "\n";
   // The date's text ends with a line end of its own; the empty line after it is kept.
   if (dateStamp != 0)
-    printIndent(os, indent) << "date stamp = " << Platform::localTimeText(dateStamp) << "\n";
+    Platform::printLocalTime(printIndent(os, indent) << "date stamp = ", dateStamp) << "\n";
   printIndent(os, indent) << "numObjects = " << getNumObjects() << "\n";
   printIndent(os, indent) << "numSamples = " << numSamples << "\n";
   printIndent(os, indent) << "firstTime = frame " << firstTime << "\n";

@@ -3,7 +3,9 @@
 // A cache that keeps fetched samples in memory, all of them or the most recently used.
 
 #include <algorithm>
+#include <cstdio>
 #include <iostream>
+#include <limits>
 
 #include "VekCache.h"
 #include "VekGuarded.h"
@@ -54,30 +56,58 @@ const VekGroupChunk* VekRoMemCache::getSample(int sample, int obj) {
   return guarded<VekGroupChunk*>(nullptr, [&] {
     if (openMode == 0 && maxSamples > 0) noteUse(sample);
     std::unique_ptr<VekGroupChunk>& sobj = sampleSlot(sample, obj);
-    if (!sobj) sobj.reset(loadObjectSample(sample, obj));
+    if (!sobj) sobj = fetch(sample, obj);
     return sobj.get();
   });
+}
+
+// Reads an object's data, into those of the sample evicted last where there are any: mostly they
+// are built alike, and memory that fits saves making it anew.
+std::unique_ptr<VekGroupChunk> VekRoMemCache::fetch(int sample, int obj) {
+  std::unique_ptr<VekGroupChunk> sobj;
+  const auto index = static_cast<std::size_t>(obj);
+  if (m_evicted && (*m_evicted)[index]) sobj = std::move(m_evicted->slot(index));
+  if (!sobj) sobj = std::make_unique<VekGroupChunk>(Tag::SOBJ);
+  if (!readObjectSample(*sobj, sample, obj)) sobj.reset();
+  return sobj;
 }
 
 // Makes the sample the most recently used and evicts what then exceeds the limit.
 void VekRoMemCache::noteUse(int sample) {
   if (!recentSamples.empty() && recentSamples.front() == sample) return;
-  recentSamples.remove(sample);
+  std::list<int> front;
+  const auto known = std::find(recentSamples.begin(), recentSamples.end(), sample);
+  if (known != recentSamples.end())
+    front.splice(front.begin(), recentSamples, known);
+  else
+    front.push_front(sample);
   while (recentSamples.size() >= static_cast<std::size_t>(maxSamples)) {
-    deleteSample(recentSamples.back());
+    m_evicted = takeSample(recentSamples.back());
     recentSamples.pop_back();
   }
-  recentSamples.push_front(sample);
+  recentSamples.splice(recentSamples.begin(), front);
 }
 
 std::unique_ptr<VekGroupChunk>& VekRoMemCache::sampleSlot(int sample, int obj) {
-  const auto s = static_cast<std::size_t>(sample);
-  const auto o = static_cast<std::size_t>(obj);
-  if (sampleTable.size() <= s) sampleTable.resize(s + 1);
-  if (!sampleTable[s]) sampleTable[s] = std::make_unique<ObjectSamples>();
-  ObjectSamples& objects = *sampleTable[s];
-  if (objects.size() <= o) objects.resize(o + 1);
-  return objects[o];
+  const auto index = static_cast<std::size_t>(sample);
+  if (sampleTable.size() <= index) sampleTable.resize(index + 1);
+  if (!sampleTable[index]) sampleTable[index] = std::make_unique<ObjectSamples>();
+  return sampleTable[index]->slot(static_cast<std::size_t>(obj));
+}
+
+const std::unique_ptr<VekGroupChunk>& VekRoMemCache::ObjectSamples::operator[](
+    std::size_t obj) const {
+  static const std::unique_ptr<VekGroupChunk> none;
+  const std::size_t page = obj / pageSize;
+  return page < m_pages.size() && m_pages[page] ? (*m_pages[page])[obj % pageSize] : none;
+}
+
+std::unique_ptr<VekGroupChunk>& VekRoMemCache::ObjectSamples::slot(std::size_t obj) {
+  const std::size_t page = obj / pageSize;
+  if (page >= m_pages.size()) m_pages.resize(page + 1);
+  if (!m_pages[page]) m_pages[page] = std::make_unique<Page>();
+  m_size = std::max(m_size, obj + 1);
+  return (*m_pages[page])[obj % pageSize];
 }
 
 const VekChunk* VekRoMemCache::getSample(int sample, int obj, unsigned int tag, int* position) {
@@ -116,7 +146,8 @@ int VekRoMemCache::getNumVertices(int sample, int obj) {
   const VekHeader h = positions->getHeader();
   const __int64 components = h.dimension != 0 ? h.dimension : 3;
   const __int64 componentSize = h.type == ValueType::Double ? 8 : 4;
-  return static_cast<int>(h.length / (components * componentSize));
+  const __int64 count = h.length / (components * componentSize);
+  return count >= 0 && count <= std::numeric_limits<int>::max() ? static_cast<int>(count) : 0;
 }
 
 VekChunk* VekRoMemCache::getAttrData(int sample, int obj, int attr) {
@@ -144,6 +175,11 @@ VekChunk* VekRoMemCache::getAnimatedAttrData(int sample, int obj, int index) {
     return nullptr;
   }
   return const_cast<VekGroupChunk*>(values)->getChild(static_cast<unsigned __int64>(index));
+}
+
+bool VekRoMemCache::isUnreadable(int sample, int obj) {
+  return sample >= 0 && sample < metadata.numSamples && hasObject(obj) &&
+         getSample(sample, obj) == nullptr && isStored(sample, obj);
 }
 
 template <typename T>
@@ -175,6 +211,7 @@ template VEK_API const std::vector<std::string>* VekRoMemCache::getSampleDataAtT
 void VekRoMemCache::setMaxSamples(int n) {
   if (openMode != 0) return;
   const int limit = std::max(n, 0);
+  m_evicted.reset();
   if (limit < maxSamples) {
     while (recentSamples.size() > static_cast<std::size_t>(limit)) {
       deleteSample(recentSamples.back());
@@ -191,7 +228,11 @@ int VekRoMemCache::getMaxSamples() const {
 bool VekRoMemCache::loadAllSamples() {
   return guarded(false, [&] {
     sampleTable.resize(static_cast<std::size_t>(std::max<__int64>(metadata.numSamples, 0)));
-    for (int sample = 0; sample < metadata.numSamples; ++sample) loadSample(sample, false);
+    __int64 room = getLoadRoom();
+    for (int sample = 0; sample < metadata.numSamples; ++sample) {
+      loadSample(sample, false, room);
+      if (room < 0) return false;
+    }
     return true;
   });
 }
@@ -201,36 +242,63 @@ bool VekRoMemCache::loadSamplesNotGreaterThan(int last) {
   if (end < 0) return true;
   if (end == getNumSamples() - 1) return loadAllSamples();
   return guarded(false, [&] {
+    __int64 room = getLoadRoom();
     for (int sample = 0; sample <= end; ++sample) {
-      if (!loadSample(sample, true)) return false;
+      if (!loadSample(sample, true, room)) return false;
     }
     return true;
   });
 }
 
-// Loads the objects of a sample that are missing. False when one could not be loaded; the rest is
-// then left out when `stopAtFailure` is set.
-bool VekRoMemCache::loadSample(int sample, bool stopAtFailure) {
+// How many bytes the samples may take that are loaded together.
+__int64 VekRoMemCache::getLoadRoom() {
+  VekFile sized(fileName.c_str(), "r");
+  const __int64 size = sized.seek(0, SEEK_END, true) ? sized.tell() : 0;
+  constexpr __int64 most = std::numeric_limits<__int64>::max() - maxLoadInAnyCase;
+  return maxLoadInAnyCase + (size <= most / maxLoadPerByte ? size * maxLoadPerByte : most);
+}
+
+// Loads the objects of a sample that are missing, and takes their sizes from `room`. False when one
+// could not be loaded; the rest is then left out when `stopAtFailure` is set, or when there is no
+// more room.
+bool VekRoMemCache::loadSample(int sample, bool stopAtFailure, __int64& room) {
   bool complete = true;
   for (int obj = 0; obj < getNumObjects(); ++obj) {
     std::unique_ptr<VekGroupChunk>& sobj = sampleSlot(sample, obj);
-    if (!sobj) sobj.reset(loadObjectSample(sample, obj));
+    if (sobj) continue;
+    // Without the sample's table of objects there is nothing to find.
+    if (sample != cachedSampleIndex && !selectSample(sample)) {
+      if (!keepOpen) file.close();
+      return false;
+    }
+    sobj.reset(loadObjectSample(sample, obj));
     complete = complete && sobj;
     if (!complete && stopAtFailure) return false;
+    if (obj >= numFileObjects) continue;
+    room -= static_cast<__int64>(sizeof(VekHeader)) + (sobj ? sobj->getHeader().length : 0);
+    if (room < 0) return false;
   }
   return complete;
 }
 
 void VekRoMemCache::deleteSample(int sample) {
+  takeSample(sample);
+}
+
+// Takes a sample out of the table, which ends after the last one held.
+std::unique_ptr<VekRoMemCache::ObjectSamples> VekRoMemCache::takeSample(int sample) {
   const auto index = static_cast<std::size_t>(sample);
-  if (sample < 0 || index >= sampleTable.size() || !sampleTable[index]) return;
-  sampleTable[index].reset();
-  if (index + 1 < sampleTable.size()) return;
-  while (!sampleTable.empty() && !sampleTable.back()) sampleTable.pop_back();
+  if (sample < 0 || index >= sampleTable.size() || !sampleTable[index]) return nullptr;
+  std::unique_ptr<ObjectSamples> taken = std::move(sampleTable[index]);
+  if (index + 1 == sampleTable.size()) {
+    while (!sampleTable.empty() && !sampleTable.back()) sampleTable.pop_back();
+  }
+  return taken;
 }
 
 void VekRoMemCache::deleteAllSamples() {
   sampleTable.clear();
+  m_evicted.reset();
 }
 
 }  // namespace Vek

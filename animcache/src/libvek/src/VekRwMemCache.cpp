@@ -7,6 +7,7 @@
 #include <cmath>
 #include <iterator>
 #include <new>
+#include <utility>
 
 #include "VekCache.h"
 #include "VekGuarded.h"
@@ -37,7 +38,7 @@ void VekRwMemCache::markEdited() {
 // --- Adding samples ------------------------------------------------------------------------------
 
 VekGroupChunk* VekRwMemCache::allocSample(float time, int obj) {
-  if (!std::isfinite(time) || obj < 0) return nullptr;
+  if (!std::isfinite(time) || obj < 0 || obj >= maxObjects) return nullptr;
   return guarded<VekGroupChunk*>(nullptr, [&] {
     bool isNew = false;
     const int sample = findOrAddSample(time, obj, isNew);
@@ -94,8 +95,8 @@ void reserveOneMore(std::vector<T>& table, std::size_t count = 0) {
 // Everything that an edit needs is made before the cache changes: when memory is short, nothing
 // has changed.
 std::unique_ptr<VekRoMemCache::ObjectSamples> VekRwMemCache::newSample(int obj) {
-  auto objects = std::make_unique<ObjectSamples>(static_cast<std::size_t>(obj) + 1);
-  objects->back() = std::make_unique<VekGroupChunk>(Tag::SOBJ);
+  auto objects = std::make_unique<ObjectSamples>();
+  objects->slot(static_cast<std::size_t>(obj)) = std::make_unique<VekGroupChunk>(Tag::SOBJ);
   const auto count = static_cast<std::size_t>(std::max<__int64>(metadata.numSamples, 0));
   if (sampleTable.size() < count) sampleTable.resize(count);
   reserveOneMore(sampleTable);
@@ -136,7 +137,7 @@ int VekRwMemCache::putSample(int sample, float time, std::unique_ptr<ObjectSampl
   sampleTable.resize(count);
   sampleTable.insert(sampleTable.begin() + sample, std::move(objects));
   metadata.numSamples += 1;
-  if (cachedSampleIndex >= sample) cachedSampleIndex = -1;
+  forgetSamples();
   return sample;
 }
 
@@ -198,21 +199,16 @@ int VekRwMemCache::getNumStored() const {
   return static_cast<int>(jumpTable.rend() - last);
 }
 
-// Whether the file holds data of the object in the sample, or may hold it where it is damaged.
-bool VekRwMemCache::isStored(int sample, int obj) {
-  const auto index = static_cast<std::size_t>(sample);
-  if (obj >= numFileObjects || index >= jumpTable.size() || jumpTable[index] < 0) return false;
-  const bool stored = !selectSample(sample) || static_cast<std::size_t>(obj) < objectJumps.size();
-  if (!keepOpen) file.close();
-  return stored;
-}
-
 // --- Sampling ------------------------------------------------------------------------------------
 
 void VekRwMemCache::convertToNonUniformSampling() {
   if (isNonUniform()) return;
   const auto count = static_cast<std::size_t>(std::max<__int64>(metadata.numSamples, 0));
-  timeTable.resize(count);
+  const bool sized = guarded(false, [&] {
+    timeTable.resize(count);
+    return true;
+  });
+  if (!sized) return;
   for (std::size_t i = 0; i < count; ++i)
     timeTable[i] = static_cast<float>(i) / metadata.rate + metadata.firstTime;
   // Rounding must not part the table from the last time: no reader would take the file.
@@ -285,13 +281,13 @@ void VekRwMemCache::deleteCache() {
 // --- Names and head ------------------------------------------------------------------------------
 
 void VekRwMemCache::setName(int obj, const char* name) {
-  if (obj < 0) return;
+  if (obj < 0 || obj >= maxObjects) return;
   guarded(false, [&] {
-    const std::string text = name != nullptr ? name : "";
+    std::string text = name != nullptr ? name : "";
     if (addObjects(obj)) dirty = true;
-    std::string& current = metadata.dobjs[static_cast<std::size_t>(obj)]->name;
-    if (current != text) {
-      current = text;
+    VekDOBJChunk* const definition = metadata.dobjs[static_cast<std::size_t>(obj)];
+    if (definition != nullptr && definition->name != text) {
+      definition->name = std::move(text);
       dirty = true;
     }
     return true;
@@ -299,13 +295,13 @@ void VekRwMemCache::setName(int obj, const char* name) {
 }
 
 bool VekRwMemCache::setAttrName(int obj, int attr, const std::string& name) {
-  if (!hasObject(obj)) return false;
+  if (getObjDef(obj) == nullptr) return false;
   dirty = true;
   return metadata.dobjs[static_cast<std::size_t>(obj)]->setAttrName(attr, name);
 }
 
 bool VekRwMemCache::setAttrType(int obj, int attr, const std::string& type) {
-  if (!hasObject(obj)) return false;
+  if (getObjDef(obj) == nullptr) return false;
   dirty = true;
   return metadata.dobjs[static_cast<std::size_t>(obj)]->setAttrType(attr, type);
 }

@@ -7,9 +7,7 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <iostream>
-#include <system_error>
 
 #include "VekCache.h"
 #include "VekGuarded.h"
@@ -31,7 +29,7 @@ __int64 writtenSize(const VekChunk& chunk) {
 
 void VekRwMemCache::markSaved() {
   numFileObjects = getNumObjects();
-  cachedSampleIndex = -1;
+  forgetSamples();
   dirty = false;
   appendable = false;
   storedEdited = false;
@@ -79,10 +77,11 @@ bool VekRwMemCache::rewrite(const std::string& path) {
     return false;
   }
   convertToUniformSampling();
+  // All that is allocated is made before the file is touched.
   std::vector<__int64> jumps(static_cast<std::size_t>(std::max<__int64>(metadata.numSamples, 0)));
+  std::string name = path;
   // Under whatever name: a link, or another way to it.
-  std::error_code ignored;
-  const bool isOwnFile = std::filesystem::equivalent(path, fileName, ignored);
+  const bool isOwnFile = Platform::isSameFile(path.c_str(), fileName.c_str());
   if (!file.open(path.c_str(), "w")) return false;
   const __int64 dateBefore = metadata.dateStamp;
   metadata.dateStamp = Platform::now();
@@ -90,13 +89,14 @@ bool VekRwMemCache::rewrite(const std::string& path) {
     file.close();
     metadata.dateStamp = dateBefore;
     if (isOwnFile || path == fileName) {
-      jumpTable.assign(jumps.size(), -1);  // What is left of the file is not to be read.
+      std::fill(jumps.begin(), jumps.end(), -1);  // What is left of the file is not to be read.
+      jumpTable.swap(jumps);
       forbidAppend();
     }
     return false;
   }
   jumpTable = std::move(jumps);
-  fileName = path;
+  fileName.swap(name);
   fillSamples(0);
   markSaved();
   return true;
@@ -117,7 +117,7 @@ void VekRwMemCache::fillSamples(int first) {
 
 // The file is incomplete: only writing it anew makes it whole.
 void VekRwMemCache::forbidAppend() {
-  cachedSampleIndex = -1;
+  forgetSamples();
   dirty = true;
   appendable = false;
   storedEdited = true;
@@ -205,6 +205,7 @@ struct VekRwMemCache::FileScan {
   __int64 lastTimesCount = 0;  ///< entries of the last time table
   __int64 timeFREE = 0;        ///< free entries of the last section's time table
   __int64 numFREE = 0;         ///< free entries of its jump table
+  bool hasSample = false;      ///< whether a sample follows, where readers of the tables stop
 };
 
 bool VekRwMemCache::append() {
@@ -297,14 +298,21 @@ bool VekRwMemCache::scanTable(const VekHeader& h, FileScan& scan) {
   if (!read) return false;
   if (isTimes) scan.lastTimesCount = h.length / static_cast<__int64>(sizeof(float));
   const __int64 end = file.tell();
-  VekHeader room;
-  const bool hasRoom = file.readHeader(room) && room.tag == Tag::FREE;
+  VekHeader next;
+  bool hasNext = file.readHeader(next);
+  const bool hasRoom = hasNext && next.tag == Tag::FREE;
   if (isTimes) {
     if (!hasRoom) return file.seek(end, SEEK_SET, false);
-    scan.timeFREE = room.length / static_cast<__int64>(sizeof(float));
-    return file.skipData(room);
+    scan.timeFREE = next.length / static_cast<__int64>(sizeof(float));
+    return file.skipData(next);
   }
-  if (hasRoom) scan.numFREE = room.length / static_cast<__int64>(sizeof(__int64));
+  if (hasRoom) scan.numFREE = next.length / static_cast<__int64>(sizeof(__int64));
+  // Readers take tables in any order, up to the first sample: none may follow.
+  while (hasNext && next.tag != Tag::SAMP && file.tell() <= scan.endOfSAMS) {
+    if (next.tag == Tag::TIMS || next.tag == Tag::JSAM) return false;
+    hasNext = (next.tag != Tag::FREE || file.skipData(next)) && file.readHeader(next);
+  }
+  scan.hasSample = hasNext && next.tag == Tag::SAMP;
   scan.inSAMS = false;
   return end <= scan.endOfSAMS && file.seek(scan.endOfSAMS, SEEK_SET, true);
 }
@@ -326,8 +334,10 @@ bool VekRwMemCache::fitsFile(const FileScan& scan) {
   if (scan.timeFREE != 0 && scan.timeFREE != scan.numFREE) return false;
   const bool nonUniform = !convertToUniformSampling();
   if (nonUniform != (scan.lastTimesCount > 0)) return false;
-  // Refused here rather than by the section's own tables, once the file was written to.
   const __int64 numNewSamples = metadata.numSamples - static_cast<__int64>(stored);
+  // Readers would go on into the new section.
+  if (!hasRoom(scan, numNewSamples) && !scan.hasSample) return false;
+  // Refused here rather than by the section's own tables, once the file was written to.
   if (nonUniform && hasRoom(scan, numNewSamples) && scan.timeFREE < numNewSamples) return false;
   if (verbosity >= 1) {
     const auto first = static_cast<__int64>(stored);

@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "VekCache.h"
-#include "VekInterpolation.h"
 
 namespace Vek {
 
@@ -58,61 +57,23 @@ class SampleRun {
   std::array<std::vector<T>, 4> m_copies;
 };
 
-/// The order of terms in which attributes and control points are blended.
-struct AttributeKernels {
-  template <typename T>
-  static T linear(T p0, T p1, T t) {
-    return blendLinear(p0, p1, t);
-  }
-  template <typename T>
-  static T quadratic(T p0, T p1, T p2, T t) {
-    return blendQuadratic(p0, p1, p2, t);
-  }
-  template <typename T>
-  static VekCubicWeights<T> weights(T t) {
-    return cubicWeights(t);
-  }
-};
+/// Which of the orders of terms a blend has.
+struct AttributeKernels;  ///< attributes and control points
+struct PositionKernels;   ///< positions
 
-/// The order of terms in which positions are blended.
-struct PositionKernels {
-  template <typename T>
-  static T linear(T p0, T p1, T t) {
-    return blendPositionLinear(p0, p1, t);
-  }
-  template <typename T>
-  static T quadratic(T p0, T p1, T p2, T t) {
-    return blendPositionQuadratic(p0, p1, p2, t);
-  }
-  template <typename T>
-  static VekCubicWeights<T> weights(T t) {
-    return positionCubicWeights(t);
-  }
-};
-
-/// Blends every value of the run with the kernel of the degree, computed in T.
+/// Blends every value of the run with the kernel of the degree, computed in T. The memory of
+/// `values` is reused, and overwritten without being cleared first.
 template <typename Kernels, typename T, typename Out>
-void blendSamples(int degree, T t, const SampleRun<T>& run, std::vector<Out>& values) {
-  const std::size_t count = run.count();
-  values.resize(count);
-  Out* const out = values.data();
-  const T* const p0 = run[0];
-  const T* const p1 = run[1];
-  if (degree == 1) {
-    for (std::size_t i = 0; i < count; ++i)
-      out[i] = static_cast<Out>(Kernels::linear(p0[i], p1[i], t));
-  } else if (degree == 2) {
-    const T* const p2 = run[2];
-    for (std::size_t i = 0; i < count; ++i)
-      out[i] = static_cast<Out>(Kernels::quadratic(p0[i], p1[i], p2[i], t));
-  } else {
-    const T* const p2 = run[2];
-    const T* const p3 = run[3];
-    const VekCubicWeights<T> weights = Kernels::weights(t);
-    for (std::size_t i = 0; i < count; ++i)
-      out[i] = static_cast<Out>(blendCubic(p0[i], p1[i], p2[i], p3[i], weights));
-  }
-}
+void blendSamples(int degree, T t, const SampleRun<T>& run, std::vector<Out>& values);
+
+extern template void blendSamples<AttributeKernels>(int, float, const SampleRun<float>&,
+                                                    std::vector<float>&);
+extern template void blendSamples<AttributeKernels>(int, double, const SampleRun<double>&,
+                                                    std::vector<double>&);
+extern template void blendSamples<PositionKernels>(int, float, const SampleRun<float>&,
+                                                   std::vector<float>&);
+extern template void blendSamples<PositionKernels>(int, float, const SampleRun<float>&,
+                                                   std::vector<double>&);
 
 template <typename T>
 void traceBlend(int degree, float t, const std::vector<T>& values) {

@@ -8,6 +8,7 @@
 
 #include "VekGuarded.h"
 #include "VekHelperObj.h"
+#include "VekInterpolation.h"
 #include "VekSampleBlend.h"
 
 namespace Vek {
@@ -15,6 +16,10 @@ namespace Vek {
 namespace {
 
 constexpr float exactHit = 0.001F;
+
+/// The longest run that is listed. Blends take four samples at most; a wrong degree must not ask
+/// for memory without end.
+constexpr __int64 maxListedRun = 1 << 20;
 
 /// How many samples an evaluation takes.
 __int64 getRunLength(const VekInterpolationHints& hints) {
@@ -63,11 +68,12 @@ VekHelperObj::SampleChoice VekHelperObj::evaluateAt(float time, VekInterpolation
 bool VekHelperObj::getEvalTimeAndSampleIndices(float time, VekInterpolationHints& hints,
                                                std::vector<int>& sampleIndices,
                                                std::vector<float>& sampleTimes) {
-  const bool resized = guarded(false, [&] {
-    sampleIndices.resize(static_cast<std::size_t>(getRunLength(hints)));
-    sampleTimes.resize(static_cast<std::size_t>(getRunLength(hints)));
-    return true;
-  });
+  const __int64 count = getRunLength(hints);
+  const bool resized = count <= maxListedRun && guarded(false, [&] {
+                         sampleIndices.resize(static_cast<std::size_t>(count));
+                         sampleTimes.resize(static_cast<std::size_t>(count));
+                         return true;
+                       });
   if (!resized) {
     sampleIndices.clear();
     sampleTimes.clear();
@@ -75,10 +81,10 @@ bool VekHelperObj::getEvalTimeAndSampleIndices(float time, VekInterpolationHints
   }
   const SampleChoice choice = chooseSamples(time, hints);
   // For a hit the other entries stay as they are.
-  const std::size_t count = choice.kind == SampleChoice::hit
-                                ? std::min<std::size_t>(sampleIndices.size(), 1)
-                                : sampleIndices.size();
-  for (std::size_t i = 0; i < count; ++i) {
+  const std::size_t numFilled = choice.kind == SampleChoice::hit
+                                    ? std::min<std::size_t>(sampleIndices.size(), 1)
+                                    : sampleIndices.size();
+  for (std::size_t i = 0; i < numFilled; ++i) {
     sampleIndices[i] = choice.index(static_cast<int>(i));
     sampleTimes[i] = getChosenTime(choice, time, static_cast<int>(i));
   }
@@ -110,19 +116,17 @@ void VekHelperObj::traceSamples(float time, const VekInterpolationHints& hints,
   std::cerr << " samples are " << (blend ? "good" : "bad") << "\n ..." << std::endl;
 }
 
+// The values are emptied after a failure only: those of an earlier call are memory to reuse.
 bool VekHelperObj::getAttrAtTime(float time, int attrIndex, VekInterpolationHints& hints,
                                  std::vector<double>& values, int& dimension) {
   dimension = 0;
-  values.clear();
   const SampleChoice choice = evaluateAt(time, hints);
   const int degree = hints.interpolation;
-  if (!choice.blends(degree)) return getAttr(choice.first, attrIndex, values, dimension);
-  return guarded(false, [&] {
+  const auto blend = [&] {
     SampleRun<double> run(SampleRun<double>::needsCopies(*m_cache, degree));
     for (int i = 0; i <= degree; ++i) {
-      const int sample = choice.index(i);
       const std::vector<double>* data = nullptr;
-      if (!getAttrData(sample, attrIndex, data, dimension)) return false;
+      if (!getAttrData(choice.index(i), attrIndex, data, dimension)) return false;
       run.add(*data);
     }
     if (!run.agrees(true)) return false;
@@ -130,7 +134,12 @@ bool VekHelperObj::getAttrAtTime(float time, int attrIndex, VekInterpolationHint
     blendSamples<AttributeKernels>(degree, static_cast<double>(t), run, values);
     traceBlend(degree, t, values);
     return true;
-  });
+  };
+  const bool evaluated = choice.blends(degree)
+                             ? guarded(false, blend)
+                             : getAttr(choice.first, attrIndex, values, dimension);
+  if (!evaluated) values.clear();
+  return evaluated;
 }
 
 }  // namespace Vek

@@ -3,12 +3,12 @@
 // Compares two files: both are dumped as text, without their creation times, and the system's diff
 // compares the dumps.
 
-#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <locale>
 
 #include "VekGuarded.h"
+#include "VekPlatform.h"
 #include "vekChunkDump.h"
 #include "vekUtils.h"
 
@@ -18,18 +18,8 @@ namespace {
 
 constexpr const char* tool = "vekdiff";
 
-// Scripts rely on these places.
-constexpr const char* firstDump = "/disk1/tmp/vek___diff___1.txt";
-constexpr const char* secondDump = "/disk1/tmp/vek___diff___2.txt";
-
-int runShell(const std::string& command) {
-  std::cout.flush();
-  // The commands are made of fixed paths and the caller's own options for diff.
-  return std::system(command.c_str());  // NOLINT(cert-env33-c)
-}
-
-int dumpTo(const char* path, const std::string& filename, VekFile& file) {
-  if (VekFile::exists(path)) runShell(std::string("rm ") + path + ";");
+int dumpTo(const std::string& path, const std::string& filename, VekFile& file) {
+  if (VekFile::exists(path.c_str())) Platform::removeDumps({path});
   std::ofstream os(path);
   os.imbue(std::locale::classic());
   ChunkDump dump = {tool, filename, file, os};
@@ -41,10 +31,10 @@ int dumpTo(const char* path, const std::string& filename, VekFile& file) {
   };
   if (os && dumpChunks(dump, printHeader, printLeaf) != 0) return -1;
   os.close();
-  return os ? 0 : toolError(tool, std::string(path) + ": could not write file");
+  return os ? 0 : toolError(tool, path + ": could not write file");
 }
 
-int dumpFile(const char* path, const std::string& filename) {
+int dumpFile(const std::string& path, const std::string& filename) {
   VekFile file;
   if (!file.open(filename.c_str(), "r")) return toolError(tool, filename + ": could not open file");
   if (dumpTo(path, filename, file) != 0) return -1;
@@ -55,9 +45,12 @@ int compareFiles(const std::string& file1, const std::string& file2, const std::
   // The line names the first file in both cases; scripts read it so.
   if (!VekFile::isVekFile(file1.c_str()) || !VekFile::isVekFile(file2.c_str()))
     return toolError(tool, file1 + ": is not a valid VEK file");
+  const std::string firstDump = Platform::dumpFolder() + "vek___diff___1.txt";
+  const std::string secondDump = Platform::dumpFolder() + "vek___diff___2.txt";
   if (dumpFile(firstDump, file1) != 0 || dumpFile(secondDump, file2) != 0) return -1;
-  const int result = runShell("diff " + options + " " + firstDump + " " + secondDump + ";");
-  runShell(std::string("rm ") + firstDump + ";rm " + secondDump + ";");
+  std::cout.flush();  // What diff prints comes after it.
+  const int result = Platform::runDiff(options, firstDump, secondDump);
+  Platform::removeDumps({firstDump, secondDump});
   return result;
 }
 

@@ -2,7 +2,9 @@
 //
 // The summary of a file: its head, and every object with its attributes.
 
+#include <memory>
 #include <ostream>
+#include <utility>
 
 #include "VekCache.h"
 #include "VekGuarded.h"
@@ -14,6 +16,62 @@
 namespace Vek {
 
 namespace {
+
+/// A cache that leaves out the values of all chunks of a sample but those that a summary shows: to
+/// count a million points takes no more than the header of their chunk.
+class OutlineCache : public VekRoMemCache {
+ public:
+  const VekGroupChunk* getSample(int sample, int obj) override;
+  using VekRoMemCache::getSample;
+
+ private:
+  bool readOutline(VekGroupChunk& group, const VekHeader& h);
+  std::unique_ptr<VekChunk> readChild(const VekHeader& h);
+
+  int m_sample = -1;
+  int m_obj = -1;
+  std::unique_ptr<VekGroupChunk> m_outline;  ///< of that object in that sample
+};
+
+const VekGroupChunk* OutlineCache::getSample(int sample, int obj) {
+  if (sample == m_sample && obj == m_obj) return m_outline.get();
+  m_sample = sample;
+  m_obj = obj;
+  m_outline.reset();
+  return guarded<const VekGroupChunk*>(nullptr, [&]() -> const VekGroupChunk* {
+    VekHeader h;
+    if (!hasObject(obj) || !seekObjectSample(h, sample, obj)) return nullptr;
+    auto sobj = std::make_unique<VekGroupChunk>(Tag::SOBJ);
+    if (!readOutline(*sobj, h)) return nullptr;
+    m_outline = std::move(sobj);
+    return m_outline.get();
+  });
+}
+
+bool OutlineCache::readOutline(VekGroupChunk& group, const VekHeader& h) {
+  if (h.length == 0) return true;
+  const unsigned __int64 level = file.getLevel();
+  VekHeader child;
+  do {
+    if (!file.readHeader(child)) return false;
+    std::unique_ptr<VekChunk> read = readChild(child);
+    if (!read) return false;
+    group.addChild(read.release());
+  } while (file.getLevel() == level);
+  return true;
+}
+
+// Null for what cannot be read whole.
+std::unique_ptr<VekChunk> OutlineCache::readChild(const VekHeader& h) {
+  const bool isShown = h.tag == Tag::MTRX || h.tag == Tag::MSPT || h.tag == Tag::ATRS;
+  if (h.type == ValueType::Group && !isShown) {
+    auto group = std::make_unique<VekGroupChunk>(h.tag);
+    return readOutline(*group, h) ? std::move(group) : nullptr;
+  }
+  std::unique_ptr<VekChunk> chunk(isShown ? VekChunk::create(h.tag, h.type) : new VekChunk(h));
+  const bool read = isShown ? chunk && chunk->read(h, file) : skipLeaf(h);
+  return read ? std::move(chunk) : nullptr;
+}
 
 class Summary {
  public:
@@ -55,7 +113,7 @@ void Summary::printHead() {
     m_os << "application: " << m_cache.getApplication() << "\n";
   if (!m_cache.getSourceFile().empty()) m_os << "source file: " << m_cache.getSourceFile() << "\n";
   if (m_cache.getDateStamp() != 0)
-    m_os << "date stamp: " << Platform::localTimeText(m_cache.getDateStamp());
+    Platform::printLocalTime(m_os << "date stamp: ", m_cache.getDateStamp());
   m_os << "number of time samples: " << m_cache.getNumSamples() << "\n";
 
   if (m_cache.getNumSamples() != 0) {
@@ -215,7 +273,7 @@ void Summary::printValues(const VekChunk* chunk) {
 
 int vekinfo(const char* filename) {
   return Vek::guarded(-1, [&] {
-    Vek::VekRoMemCache cache;
+    Vek::OutlineCache cache;
     const std::string name = filename != nullptr ? filename : "";
     if (!cache.load(name.c_str(), true))
       return Vek::toolError("vekinfo", name + ": could not open file");

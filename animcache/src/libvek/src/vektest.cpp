@@ -30,7 +30,7 @@ bool writeMETA(VekFile& file) {
   if (meta.addDOBJ("foo") == nullptr || meta.addDOBJ("bar") == nullptr) return false;
   meta.addChild(
       new VekLeafChunk<std::string>(makeTag('A', 'B', 'C', 'D'), {"aaa", "bbb", "ccc", "ddd"}));
-  return meta.write(file);
+  return meta.numChildren() == 1 && meta.write(file);
 }
 
 /// Writes the values 0, step, 2 step, ...
