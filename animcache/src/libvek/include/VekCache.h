@@ -140,8 +140,6 @@ class VEK_API VekCache {
   VekChunk* findChunk(VekChunk* root, unsigned int tag);
   /// Reads an object's data in a sample: a group tagged SOBJ, owned by the caller; null on failure.
   VekGroupChunk* loadObjectSample(int sample, int obj);
-  /// The same into a group tagged SOBJ, whose chunks from before are used again where they fit.
-  bool readObjectSample(VekGroupChunk& sobj, int sample, int obj);
   /// Reads the header of an object's SOBJ and leaves the file at its payload.
   bool seekObjectSample(VekHeader& header, int sample, int obj);
   /// Reads on to a child of that tag in the object's SOBJ and leaves the file at its payload. With
@@ -176,6 +174,7 @@ class VEK_API VekCache {
   int numFileObjects = 0;            ///< how many objects the file defines
 
  private:
+  friend class VekRoMemCache;
   struct VEK_LOCAL Section;
   VEK_LOCAL bool loadFile(const std::string& path, bool keep);
   VEK_LOCAL bool openFile(const std::string& path);
@@ -199,6 +198,7 @@ class VEK_API VekCache {
     __int64 begin = 0;
     __int64 end = 0;
   };
+  VEK_LOCAL bool readObjectSample(VekGroupChunk& sobj, int sample, int obj, VekArena* arena);
   VEK_LOCAL bool openForFetching();
   VEK_LOCAL void setAsideObjectJumps();
   VEK_LOCAL void noteVisit(ObjectTable table);
@@ -276,23 +276,54 @@ class VEK_API VekRoMemCache : public VekCache {
   int getMaxSamples() const;
 
  protected:
+  /// An object's data in a sample.
+  using ObjectSample = VekChunk::Owned<VekGroupChunk>;
+
   /// The data of a sample's objects by index, in pages that are made when one of their objects is
   /// asked for: holding one object of a hundred thousand costs little.
+  ///
+  /// What was read for one sample can be read over for another: mostly the objects of both are
+  /// built alike, and memory that fits saves making it anew.
   class ObjectSamples {
    public:
+    VEK_API ObjectSamples();
+    ObjectSamples(const ObjectSamples&) = delete;
+    ObjectSamples& operator=(const ObjectSamples&) = delete;
+    VEK_API ~ObjectSamples();
+
     /// One more than the highest index asked for.
     std::size_t size() const { return m_size; }
     /// Empty for an object that is not held.
-    VEK_API const std::unique_ptr<VekGroupChunk>& operator[](std::size_t obj) const;
+    VEK_API const ObjectSample& operator[](std::size_t obj) const;
     /// The place of an object's data, made when missing.
-    VEK_API std::unique_ptr<VekGroupChunk>& slot(std::size_t obj);
+    VEK_API ObjectSample& slot(std::size_t obj);
 
    private:
-    static constexpr std::size_t pageSize = 64;
-    using Page = std::array<std::unique_ptr<VekGroupChunk>, pageSize>;
+    friend class VekRoMemCache;
 
+    static constexpr std::size_t pageSize = 64;
+    struct Page {
+      std::array<ObjectSample, pageSize> objects;
+      std::uint64_t stale = 0;  ///< a bit for each object whose data are not this sample's
+    };
+
+    /// Where to read an object's data, and the arena for further chunks of it, null for the heap.
+    struct Spare {
+      VekGroupChunk& sobj;
+      VekArena* arena;
+    };
+
+    VEK_LOCAL Spare prepare(std::size_t obj, bool inArena);
+    VEK_LOCAL void markHeld(std::size_t obj);
+    VEK_LOCAL bool recycle();
+    VEK_LOCAL ObjectSample& place(std::size_t obj);
+    VEK_LOCAL bool isStale(std::size_t obj) const;
+    static std::uint64_t bitOf(std::size_t obj) { return std::uint64_t(1) << obj % pageSize; }
+
+    std::unique_ptr<VekArena> m_arena;  ///< of chunks that were read
     std::vector<std::unique_ptr<Page>> m_pages;
     std::size_t m_size = 0;
+    std::size_t m_numStale = 0;
   };
 
   /// Loads what is missing of all samples. True even when some could not be read; false when they
@@ -306,7 +337,7 @@ class VEK_API VekRoMemCache : public VekCache {
   void deleteSample(int sample);
   ///@}
   /// The table's place for an object's data in a sample, made when missing.
-  std::unique_ptr<VekGroupChunk>& sampleSlot(int sample, int obj);
+  ObjectSample& sampleSlot(int sample, int obj);
 
   std::vector<std::unique_ptr<ObjectSamples>> sampleTable;  ///< by sample, by object
   int maxSamples = 0;                                       ///< 0 for no limit
@@ -314,15 +345,14 @@ class VEK_API VekRoMemCache : public VekCache {
 
  private:
   VEK_LOCAL void noteUse(int sample);
-  VEK_LOCAL std::unique_ptr<VekGroupChunk> fetch(int sample, int obj);
+  VEK_LOCAL ObjectSamples& samplesOf(int sample);
+  VEK_LOCAL VekGroupChunk* fetch(int sample, int obj);
   VEK_LOCAL std::unique_ptr<ObjectSamples> takeSample(int sample);
   VEK_LOCAL __int64 getLoadRoom();
   VEK_LOCAL bool loadSample(int sample, bool stopAtFailure, __int64& room);
   VEK_LOCAL const VekChunk* findInDefinition(int obj, unsigned int tag);
   VEK_LOCAL const VekChunk* findInSample(int sample, int obj, unsigned int tag);
   VEK_LOCAL VekChunk* getAnimatedAttrData(int sample, int obj, int index);
-
-  std::unique_ptr<ObjectSamples> m_evicted;  ///< what is left of the sample evicted last
 };
 
 /// So many objects at most are defined by asking for one that is not there: a wrong index must not

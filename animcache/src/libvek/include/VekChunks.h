@@ -321,7 +321,32 @@ class VEK_API VekFile {
   std::vector<char> m_scratch;
 };
 
+class VekArena;
 class VekGroupChunk;
+
+/// @cond
+/// Takes memory from an arena, which frees it at its end, or without one from the heap.
+template <typename T>
+struct VekArenaAllocator {
+  using value_type = T;
+
+  explicit VekArenaAllocator(VekArena* from = nullptr) noexcept : arena(from) {}
+  template <typename U>
+  explicit VekArenaAllocator(const VekArenaAllocator<U>& other) noexcept : arena(other.arena) {}
+  T* allocate(std::size_t count);
+  void deallocate(T* p, std::size_t count) noexcept;
+
+  VekArena* arena;
+};
+template <typename T, typename U>
+bool operator==(const VekArenaAllocator<T>& a, const VekArenaAllocator<U>& b) noexcept {
+  return a.arena == b.arena;
+}
+template <typename T, typename U>
+bool operator!=(const VekArenaAllocator<T>& a, const VekArenaAllocator<U>& b) noexcept {
+  return !(a == b);
+}
+/// @endcond
 
 /// Base of all chunk objects: a header, and a payload that is skipped when read.
 class VEK_API VekChunk {
@@ -372,11 +397,30 @@ class VEK_API VekChunk {
   VekHeader header;  ///< as read or made; its length may lag behind the data of a leaf
 
  private:
+  friend class VekCache;
+  friend class VekGroupChunk;
+  friend class VekRoMemCache;
+
+  /// Destroys a chunk. Its memory is freed as well unless an arena does that.
+  struct Release {
+    void operator()(VekChunk* c) const {
+      if (c->m_inArena)
+        c->~VekChunk();
+      else
+        delete c;
+    }
+  };
+  template <typename Class>
+  using Owned = std::unique_ptr<Class, Release>;
+
+  template <typename Class, typename... Arguments>
+  VEK_LOCAL static Owned<VekChunk> make(VekArena* arena, const Arguments&... arguments);
+  VEK_LOCAL static Owned<VekChunk> makeFor(unsigned int tag, unsigned char type, VekArena* arena);
   VEK_LOCAL static std::unique_ptr<VekChunk> copyChunk(const VekChunk* c);
   VEK_LOCAL static std::unique_ptr<VekChunk> copyGroup(const VekGroupChunk* group);
 
-  friend class VekGroupChunk;
-  const VekGroupChunk* m_owner = nullptr;  ///< the group whose child this is
+  bool m_isChild = false;  ///< of a group
+  bool m_inArena = false;
 };
 
 /// A chunk that holds other chunks. It owns its children.
@@ -396,8 +440,8 @@ class VEK_API VekGroupChunk : public VekChunk {
   /// Computed from the children: 16 and the length of each.
   __int64 getLength() override;
   /// Reads all children. The group is meant to be new or reset: children from before are dropped
-  /// from the list, not destroyed, and belong to whoever still points to them. After a failure the
-  /// children read so far stay.
+  /// from the list, not destroyed, and belong to whoever still points to them (those of a sample
+  /// that a cache holds stay the cache's). After a failure the children read so far stay.
   bool read(const VekHeader& h, VekFile& f) override;
   /// Writes the group: what a subclass keeps for itself first, then the generic children.
   bool write(VekFile& f) const override;
@@ -439,14 +483,17 @@ class VEK_API VekGroupChunk : public VekChunk {
   friend class VekChunk;
   friend class VekCache;
 
-  VEK_LOCAL void append(std::unique_ptr<VekChunk> child);
+  VEK_LOCAL VekGroupChunk(unsigned int tag, VekArena* arena);
+  VEK_LOCAL void append(Owned<VekChunk> child);
+  VEK_LOCAL bool holds(const VekChunk* chunk) const;
   VEK_LOCAL void dropChildren();
-  VEK_LOCAL bool readOver(const VekHeader& h, VekFile& f);
-  VEK_LOCAL bool readChildren(VekFile& f);
-  VEK_LOCAL bool readNextChild(VekFile& f, std::size_t& count);
-  VEK_LOCAL static bool readChunkOver(VekChunk& chunk, const VekHeader& h, VekFile& f);
+  VEK_LOCAL bool readOver(const VekHeader& h, VekFile& f, VekArena* arena);
+  VEK_LOCAL bool readChildren(VekFile& f, VekArena* arena);
+  VEK_LOCAL bool readNextChild(VekFile& f, VekArena* arena, std::size_t& count);
+  VEK_LOCAL static bool readChunkOver(VekChunk& chunk, const VekHeader& h, VekFile& f,
+                                      VekArena* arena);
 
-  std::vector<std::unique_ptr<VekChunk>> m_children;
+  std::vector<Owned<VekChunk>, VekArenaAllocator<Owned<VekChunk>>> m_children;
 };
 
 /// The value type (ValueType) of the elements of a leaf, in the constant `value`: Undef for char,

@@ -202,13 +202,15 @@ bool VekCache::seekChannelSample(VekHeader& header, int sample, int obj, unsigne
 VekGroupChunk* VekCache::loadObjectSample(int sample, int obj) {
   return guarded<VekGroupChunk*>(nullptr, [&]() -> VekGroupChunk* {
     auto sobj = std::make_unique<VekGroupChunk>(Tag::SOBJ);
-    return readObjectSample(*sobj, sample, obj) ? sobj.release() : nullptr;
+    return readObjectSample(*sobj, sample, obj, nullptr) ? sobj.release() : nullptr;
   });
 }
 
-bool VekCache::readObjectSample(VekGroupChunk& sobj, int sample, int obj) {
+// Reads an object's data in a sample into a group tagged SOBJ, whose chunks from before are used
+// again where they fit. Further ones are made in the arena when there is one.
+bool VekCache::readObjectSample(VekGroupChunk& sobj, int sample, int obj, VekArena* arena) {
   VekHeader h;
-  const bool read = seekObjectSample(h, sample, obj) && sobj.readOver(h, file);
+  const bool read = seekObjectSample(h, sample, obj) && sobj.readOver(h, file, arena);
   if (!keepOpen) file.close();
   return read;
 }

@@ -9,6 +9,7 @@
 #include <ostream>
 #include <utility>
 
+#include "VekArena.h"
 #include "VekGuarded.h"
 #include "VekIndent.h"
 
@@ -54,23 +55,36 @@ void VekChunk::free() {
 }
 
 VekChunk* VekChunk::create(unsigned int tag, unsigned char type) {
+  return guarded<VekChunk*>(nullptr, [=] { return makeFor(tag, type, nullptr).release(); });
+}
+
+// Makes a chunk in the arena when there is one. Throws when memory is short.
+template <typename Class, typename... Arguments>
+VekChunk::Owned<VekChunk> VekChunk::make(VekArena* arena, const Arguments&... arguments) {
+  if (arena == nullptr) return Owned<VekChunk>(new Class(arguments...));
+  VekChunk* const made = new (arena->allocate(sizeof(Class))) Class(arguments...);
+  made->m_inArena = true;
+  return Owned<VekChunk>(made);
+}
+
+VekChunk::Owned<VekChunk> VekChunk::makeFor(unsigned int tag, unsigned char type, VekArena* arena) {
   switch (type) {
     case ValueType::Undef:
-      return new (std::nothrow) VekLeafChunk<char>(tag);
+      return make<VekLeafChunk<char>>(arena, tag);
     case ValueType::Group:
-      return new (std::nothrow) VekGroupChunk(tag);
+      return make<VekGroupChunk>(arena, tag, arena);
     case ValueType::String:
-      return new (std::nothrow) VekLeafChunk<std::string>(tag);
+      return make<VekLeafChunk<std::string>>(arena, tag);
     case ValueType::Int32:
-      return new (std::nothrow) VekLeafChunk<int>(tag);
+      return make<VekLeafChunk<int>>(arena, tag);
     case ValueType::Float:
-      return new (std::nothrow) VekLeafChunk<float>(tag);
+      return make<VekLeafChunk<float>>(arena, tag);
     case ValueType::Int64:
-      return new (std::nothrow) VekLeafChunk<__int64>(tag);
+      return make<VekLeafChunk<__int64>>(arena, tag);
     case ValueType::Double:
-      return new (std::nothrow) VekLeafChunk<double>(tag);
+      return make<VekLeafChunk<double>>(arena, tag);
     default:
-      return new (std::nothrow) VekChunk(VekHeader(tag, type, 0));
+      return make<VekChunk>(arena, VekHeader(tag, type, 0));
   }
 }
 
@@ -115,7 +129,7 @@ std::unique_ptr<VekChunk> VekChunk::copyGroup(const VekGroupChunk* group) {
   auto result = std::make_unique<VekGroupChunk>(group->getTag());
   for (unsigned __int64 i = 0; i < group->numChildren(); ++i) {
     std::unique_ptr<VekChunk> child = copyChunk(group->getChild(i));
-    if (child) result->append(std::move(child));
+    if (child) result->append(Owned<VekChunk>(child.release()));
   }
   return result;
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <iostream>
 
+#include "VekArena.h"
 #include "VekChunks.h"
 #include "VekGuarded.h"
 
@@ -13,7 +14,11 @@ namespace Vek {
 
 VekGroupChunk::VekGroupChunk() : VekGroupChunk(Tag::FREE) {}
 
-VekGroupChunk::VekGroupChunk(unsigned int tag) : VekChunk(VekHeader(tag, ValueType::Group, 0)) {}
+VekGroupChunk::VekGroupChunk(unsigned int tag) : VekGroupChunk(tag, nullptr) {}
+
+VekGroupChunk::VekGroupChunk(unsigned int tag, VekArena* arena)
+    : VekChunk(VekHeader(tag, ValueType::Group, 0)),
+      m_children(VekArenaAllocator<Owned<VekChunk>>(arena)) {}
 
 VekGroupChunk::~VekGroupChunk() = default;
 
@@ -36,26 +41,27 @@ bool VekGroupChunk::read(const VekHeader& h, VekFile& f) {
   if (h.tag != header.tag || h.type != header.type || h.length < 0) return false;
   header = h;
   dropChildren();
-  return readChildren(f);
+  return readChildren(f, nullptr);
 }
 
 void VekGroupChunk::dropChildren() {
   for (auto& child : m_children) {
-    if (child) child->m_owner = nullptr;
+    if (child) child->m_isChild = false;
     static_cast<void>(child.release());
   }
   m_children.clear();
 }
 
 // Reads like read(), but into the children from before where they are of the same kind: objects of
-// one sample are mostly built like those of another.
-bool VekGroupChunk::readOver(const VekHeader& h, VekFile& f) {
+// one sample are mostly built like those of another. Further children are made in the arena. There
+// is one for a new group only: what is replaced in an arena would pile up.
+bool VekGroupChunk::readOver(const VekHeader& h, VekFile& f, VekArena* arena) {
   if (h.tag != header.tag || h.type != header.type || h.length < 0) return false;
   header = h;
-  return readChildren(f);
+  return readChildren(f, arena);
 }
 
-bool VekGroupChunk::readChildren(VekFile& f) {
+bool VekGroupChunk::readChildren(VekFile& f, VekArena* arena) {
   std::size_t count = 0;
   const auto readAll = [&] {
     if (header.length == 0) return true;
@@ -63,7 +69,7 @@ bool VekGroupChunk::readChildren(VekFile& f) {
     const unsigned __int64 level = f.getLevel();
     m_children.reserve(f.countChunks(header.length));
     do {
-      if (!readNextChild(f, count)) return false;
+      if (!readNextChild(f, arena, count)) return false;
     } while (f.getLevel() == level);
     return true;
   };
@@ -73,29 +79,32 @@ bool VekGroupChunk::readChildren(VekFile& f) {
 }
 
 // Reads a chunk and, unless a subclass claims it, makes it the child at `count`.
-bool VekGroupChunk::readNextChild(VekFile& f, std::size_t& count) {
+bool VekGroupChunk::readNextChild(VekFile& f, VekArena* arena, std::size_t& count) {
   VekHeader h;
   if (!f.readHeader(h)) return false;
   bool handled = false;
   const bool claimed = readChild(h, f, handled);
   if (handled) return claimed;
   if (count < m_children.size()) {
-    std::unique_ptr<VekChunk>& old = m_children[count];
-    if (!old || old->getTag() != h.tag || old->getType() != h.type)
-      old.reset(create(h.tag, h.type));
-    if (!old || !readChunkOver(*old, h, f)) return false;
+    Owned<VekChunk>& old = m_children[count];
+    if (!old || old->getTag() != h.tag || old->getType() != h.type) {
+      old = makeFor(h.tag, h.type, arena);
+      old->m_isChild = true;
+    }
+    if (!readChunkOver(*old, h, f, arena)) return false;
   } else {
-    std::unique_ptr<VekChunk> child(create(h.tag, h.type));
-    if (!child || !child->read(h, f)) return false;
+    Owned<VekChunk> child = makeFor(h.tag, h.type, arena);
+    if (!readChunkOver(*child, h, f, arena)) return false;
     append(std::move(child));
   }
   ++count;
   return true;
 }
 
-bool VekGroupChunk::readChunkOver(VekChunk& chunk, const VekHeader& h, VekFile& f) {
+bool VekGroupChunk::readChunkOver(VekChunk& chunk, const VekHeader& h, VekFile& f,
+                                  VekArena* arena) {
   auto* const group = h.type == ValueType::Group ? dynamic_cast<VekGroupChunk*>(&chunk) : nullptr;
-  return group != nullptr ? group->readOver(h, f) : chunk.read(h, f);
+  return group != nullptr ? group->readOver(h, f, arena) : chunk.read(h, f);
 }
 
 bool VekGroupChunk::write(VekFile& f) const {
@@ -143,20 +152,29 @@ void VekGroupChunk::removeAllChildren() {
 }
 
 void VekGroupChunk::addChild(VekChunk* c) {
-  if (c != nullptr && c->m_owner != nullptr) return;
-  for (const VekGroupChunk* group = this; group != nullptr; group = group->m_owner) {
-    if (group == c) return;
-  }
-  guarded(false, [child = std::unique_ptr<VekChunk>(c), this]() mutable {
+  if (c != nullptr && (c->m_isChild || c == this)) return;
+  // What is a child of nothing can hold this group only when this one is a child.
+  const auto* const group = m_isChild ? dynamic_cast<const VekGroupChunk*>(c) : nullptr;
+  if (group != nullptr && group->holds(this)) return;
+  guarded(false, [child = Owned<VekChunk>(c), this]() mutable {
     append(std::move(child));
     return true;
   });
 }
 
-void VekGroupChunk::append(std::unique_ptr<VekChunk> child) {
+// Whether a chunk is a child, or a child of one.
+bool VekGroupChunk::holds(const VekChunk* chunk) const {
+  return std::any_of(m_children.begin(), m_children.end(), [chunk](const auto& child) {
+    if (child.get() == chunk) return true;
+    const auto* const group = dynamic_cast<const VekGroupChunk*>(child.get());
+    return group != nullptr && group->holds(chunk);
+  });
+}
+
+void VekGroupChunk::append(Owned<VekChunk> child) {
   VekChunk* const added = child.get();
   m_children.push_back(std::move(child));
-  if (added != nullptr) added->m_owner = this;
+  if (added != nullptr) added->m_isChild = true;
 }
 
 unsigned __int64 VekGroupChunk::numChildren() const {

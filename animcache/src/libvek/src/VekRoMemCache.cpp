@@ -55,24 +55,24 @@ const VekGroupChunk* VekRoMemCache::getSample(int sample, int obj) {
   if (!hasObject(obj) || sample < 0 || sample >= metadata.numSamples) return nullptr;
   return guarded<VekGroupChunk*>(nullptr, [&] {
     if (openMode == 0 && maxSamples > 0) noteUse(sample);
-    std::unique_ptr<VekGroupChunk>& sobj = sampleSlot(sample, obj);
-    if (!sobj) sobj = fetch(sample, obj);
-    return sobj.get();
+    return fetch(sample, obj);
   });
 }
 
-// Reads an object's data, into those of the sample evicted last where there are any: mostly they
-// are built alike, and memory that fits saves making it anew.
-std::unique_ptr<VekGroupChunk> VekRoMemCache::fetch(int sample, int obj) {
-  std::unique_ptr<VekGroupChunk> sobj;
+// The object's data, read when they are not held.
+VekGroupChunk* VekRoMemCache::fetch(int sample, int obj) {
   const auto index = static_cast<std::size_t>(obj);
-  if (m_evicted && (*m_evicted)[index]) sobj = std::move(m_evicted->slot(index));
-  if (!sobj) sobj = std::make_unique<VekGroupChunk>(Tag::SOBJ);
-  if (!readObjectSample(*sobj, sample, obj)) sobj.reset();
-  return sobj;
+  ObjectSamples& samples = samplesOf(sample);
+  if (const ObjectSample& held = samples[index]) return held.get();
+  // Chunks that may be edited are made one by one, since they can be removed one by one.
+  const ObjectSamples::Spare spare = samples.prepare(index, openMode == 0);
+  if (!readObjectSample(spare.sobj, sample, obj, spare.arena)) return nullptr;
+  samples.markHeld(index);
+  return &spare.sobj;
 }
 
-// Makes the sample the most recently used and evicts what then exceeds the limit.
+// Makes the sample the most recently used and evicts what then exceeds the limit. The sample gets
+// the memory of the one that gave way.
 void VekRoMemCache::noteUse(int sample) {
   if (!recentSamples.empty() && recentSamples.front() == sample) return;
   std::list<int> front;
@@ -81,33 +81,27 @@ void VekRoMemCache::noteUse(int sample) {
     front.splice(front.begin(), recentSamples, known);
   else
     front.push_front(sample);
+  std::unique_ptr<ObjectSamples> evicted;
   while (recentSamples.size() >= static_cast<std::size_t>(maxSamples)) {
-    m_evicted = takeSample(recentSamples.back());
+    evicted = takeSample(recentSamples.back());
     recentSamples.pop_back();
   }
   recentSamples.splice(recentSamples.begin(), front);
+  if (!evicted || !evicted->recycle()) return;
+  const auto index = static_cast<std::size_t>(sample);
+  if (sampleTable.size() <= index) sampleTable.resize(index + 1);
+  if (!sampleTable[index]) sampleTable[index] = std::move(evicted);
 }
 
-std::unique_ptr<VekGroupChunk>& VekRoMemCache::sampleSlot(int sample, int obj) {
+VekRoMemCache::ObjectSamples& VekRoMemCache::samplesOf(int sample) {
   const auto index = static_cast<std::size_t>(sample);
   if (sampleTable.size() <= index) sampleTable.resize(index + 1);
   if (!sampleTable[index]) sampleTable[index] = std::make_unique<ObjectSamples>();
-  return sampleTable[index]->slot(static_cast<std::size_t>(obj));
+  return *sampleTable[index];
 }
 
-const std::unique_ptr<VekGroupChunk>& VekRoMemCache::ObjectSamples::operator[](
-    std::size_t obj) const {
-  static const std::unique_ptr<VekGroupChunk> none;
-  const std::size_t page = obj / pageSize;
-  return page < m_pages.size() && m_pages[page] ? (*m_pages[page])[obj % pageSize] : none;
-}
-
-std::unique_ptr<VekGroupChunk>& VekRoMemCache::ObjectSamples::slot(std::size_t obj) {
-  const std::size_t page = obj / pageSize;
-  if (page >= m_pages.size()) m_pages.resize(page + 1);
-  if (!m_pages[page]) m_pages[page] = std::make_unique<Page>();
-  m_size = std::max(m_size, obj + 1);
-  return (*m_pages[page])[obj % pageSize];
+VekRoMemCache::ObjectSample& VekRoMemCache::sampleSlot(int sample, int obj) {
+  return samplesOf(sample).slot(static_cast<std::size_t>(obj));
 }
 
 const VekChunk* VekRoMemCache::getSample(int sample, int obj, unsigned int tag, int* position) {
@@ -211,7 +205,6 @@ template VEK_API const std::vector<std::string>* VekRoMemCache::getSampleDataAtT
 void VekRoMemCache::setMaxSamples(int n) {
   if (openMode != 0) return;
   const int limit = std::max(n, 0);
-  m_evicted.reset();
   if (limit < maxSamples) {
     while (recentSamples.size() > static_cast<std::size_t>(limit)) {
       deleteSample(recentSamples.back());
@@ -264,18 +257,18 @@ __int64 VekRoMemCache::getLoadRoom() {
 bool VekRoMemCache::loadSample(int sample, bool stopAtFailure, __int64& room) {
   bool complete = true;
   for (int obj = 0; obj < getNumObjects(); ++obj) {
-    std::unique_ptr<VekGroupChunk>& sobj = sampleSlot(sample, obj);
-    if (sobj) continue;
+    if (samplesOf(sample)[static_cast<std::size_t>(obj)]) continue;
     // Without the sample's table of objects there is nothing to find.
     if (sample != cachedSampleIndex && !selectSample(sample)) {
       if (!keepOpen) file.close();
       return false;
     }
-    sobj.reset(loadObjectSample(sample, obj));
-    complete = complete && sobj;
+    VekGroupChunk* const sobj = fetch(sample, obj);
+    complete = complete && sobj != nullptr;
     if (!complete && stopAtFailure) return false;
     if (obj >= numFileObjects) continue;
-    room -= static_cast<__int64>(sizeof(VekHeader)) + (sobj ? sobj->getHeader().length : 0);
+    room -=
+        static_cast<__int64>(sizeof(VekHeader)) + (sobj != nullptr ? sobj->getHeader().length : 0);
     if (room < 0) return false;
   }
   return complete;
@@ -298,7 +291,6 @@ std::unique_ptr<VekRoMemCache::ObjectSamples> VekRoMemCache::takeSample(int samp
 
 void VekRoMemCache::deleteAllSamples() {
   sampleTable.clear();
-  m_evicted.reset();
 }
 
 }  // namespace Vek

@@ -96,7 +96,7 @@ void reserveOneMore(std::vector<T>& table, std::size_t count = 0) {
 // has changed.
 std::unique_ptr<VekRoMemCache::ObjectSamples> VekRwMemCache::newSample(int obj) {
   auto objects = std::make_unique<ObjectSamples>();
-  objects->slot(static_cast<std::size_t>(obj)) = std::make_unique<VekGroupChunk>(Tag::SOBJ);
+  objects->slot(static_cast<std::size_t>(obj)).reset(new VekGroupChunk(Tag::SOBJ));
   const auto count = static_cast<std::size_t>(std::max<__int64>(metadata.numSamples, 0));
   if (sampleTable.size() < count) sampleTable.resize(count);
   reserveOneMore(sampleTable);
@@ -167,8 +167,8 @@ int VekRwMemCache::addLastSample(float time, int obj) {
 
 VekGroupChunk* VekRwMemCache::allocInSample(int sample, int obj) {
   if (hasObject(obj) && getSample(sample, obj) == nullptr && isStored(sample, obj)) return nullptr;
-  auto fresh = std::make_unique<VekGroupChunk>(Tag::SOBJ);
-  std::unique_ptr<VekGroupChunk>& sobj = sampleSlot(sample, obj);
+  ObjectSample fresh(new VekGroupChunk(Tag::SOBJ));
+  ObjectSample& sobj = sampleSlot(sample, obj);
   defineObjects(obj);
   if (!sobj) sobj = std::move(fresh);
   const auto index = static_cast<std::size_t>(sample);

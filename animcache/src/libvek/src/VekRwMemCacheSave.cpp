@@ -107,8 +107,8 @@ void VekRwMemCache::fillSamples(int first) {
   guarded(false, [&] {
     for (int sample = first; sample < metadata.numSamples; ++sample) {
       for (int obj = 0; obj < getNumObjects(); ++obj) {
-        std::unique_ptr<VekGroupChunk>& sobj = sampleSlot(sample, obj);
-        if (!sobj) sobj = std::make_unique<VekGroupChunk>(Tag::SOBJ);
+        ObjectSample& sobj = sampleSlot(sample, obj);
+        if (!sobj) sobj.reset(new VekGroupChunk(Tag::SOBJ));
       }
     }
     return true;
