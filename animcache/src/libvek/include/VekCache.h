@@ -126,11 +126,12 @@ class VEK_API VekCache {
   int findObjectIndex(const std::string& name, int hint = 0) const;
   /// The part of a name after its last "|".
   static std::string shortName(const std::string& name);
-  /// Whether a chunk with that tag stands in the object's definition or in its first sample; for
-  /// DATR, whether the object has attributes. What cannot be read, for want of memory too, does not
-  /// count.
+  /// Whether a chunk with that tag stands in the object's definition or in its first sample, as the
+  /// file holds it; for DATR, whether the object has attributes. What cannot be read, for want of
+  /// memory too, does not count.
   bool objectHas(int obj, unsigned int tag);
-  /// Whether a chunk with that tag stands in the object's first sample and not in its definition.
+  /// Whether a chunk with that tag stands in the object's first sample, as the file holds it, and
+  /// not in its definition.
   bool isObjectAnimated(int obj, unsigned int tag);
 
  protected:
