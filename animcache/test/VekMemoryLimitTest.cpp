@@ -15,7 +15,9 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "ByteImage.h"
 #include "SceneImage.h"
@@ -128,6 +130,16 @@ std::size_t addressSpace() {
   return pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
 }
 
+constexpr int kLargeBlock = 64 << 10;
+
+/// Takes what other tests have left free in the process, so that the system must be asked for more.
+void useUpFreeMemory() {
+  using Block = std::unique_ptr<char[]>;
+  static std::vector<Block> taken;
+  const std::size_t before = addressSpace();
+  while (before != 0 && addressSpace() == before) taken.emplace_back(new char[kLargeBlock]);
+}
+
 enum ChildStatus { succeeded = 0, failed = 1, notLimited = 2 };
 
 /// Whether the work succeeds in a child process that can take no more than these bytes.
@@ -135,11 +147,11 @@ bool succeedsWithin(std::size_t bytes, const std::function<bool()>& work) {
   const pid_t child = ::fork();
   if (child == 0) {
 #if defined(__GLIBC__)
-    // Large blocks come from the system and go back to it at once: no free memory of the parent
-    // process helps, and none is kept.
-    ::mallopt(M_MMAP_THRESHOLD, 64 << 10);
-    ::mallopt(M_TRIM_THRESHOLD, 64 << 10);
+    // Large blocks come from the system and go back to it at once: none is kept.
+    ::mallopt(M_MMAP_THRESHOLD, kLargeBlock);
+    ::mallopt(M_TRIM_THRESHOLD, kLargeBlock);
 #endif
+    useUpFreeMemory();
     const std::size_t before = addressSpace();
     const rlim_t most = before + bytes;
     const struct rlimit limit = {most, most};
