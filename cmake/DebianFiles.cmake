@@ -7,6 +7,13 @@ if(NOT CPACK_GENERATOR STREQUAL "DEB")
 endif()
 
 find_program(GZIP gzip REQUIRED)
+# Without these CPack fails later on, or leaves out what the packages depend on.
+foreach(program file dpkg-shlibdeps)
+  find_program(VEK_${program} ${program})
+  if(NOT VEK_${program})
+    message(FATAL_ERROR "${program} is missing: install the packages file and dpkg-dev")
+  endif()
+endforeach()
 
 # The time of the build, or what SOURCE_DATE_EPOCH says for a reproducible one.
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "ByteImage.h"
+#include "NurbsScene.h"
 #include "PointScene.h"
 #include "SceneImage.h"
 #include "VekHelperObj.h"
@@ -47,31 +48,6 @@ template <typename T = float>
 ByteImage knots(const std::vector<T>& values) {
   return pointChunk<T>("KNTU", values);
 }
-/// That many knots, 0, 1, 2, ...
-ByteImage knotCount(int count) {
-  std::vector<float> values;
-  for (int i = 0; i < count; ++i) values.push_back(static_cast<float>(i));
-  return knots(values);
-}
-/// Stored points: x is the number of the point plus `offset`, y 10 and z 100 times that.
-ByteImage points(int count, float offset = 0) {
-  std::vector<float> values;
-  for (int i = 0; i < count; ++i) {
-    const float x = static_cast<float>(i) + offset;
-    values.insert(values.end(), {x, 10 * x, 100 * x});
-  }
-  return pointChunk<float>("POSI", values, 3);
-}
-/// Control points made of those numbers.
-template <typename T>
-std::vector<T> controlPoints(const std::vector<int>& numbers) {
-  std::vector<T> values;
-  for (const int n : numbers) {
-    const T x = static_cast<T>(n);
-    values.insert(values.end(), {x, 10 * x, 100 * x, 1});
-  }
-  return values;
-}
 /// An open cubic of four points.
 std::vector<ByteImage> openCubic() {
   return {degree({3}), form({"kOpen"}), knots({0, 0, 0, 1, 1, 1}), points(4)};
@@ -101,12 +77,13 @@ Copied<int> readDegree(NurbsCurveVekObj& view, int sample) {
       [&](auto& values, auto& state, int&) { return view.getDegree(sample, values[0], state); });
 }
 struct Form {
-  bool ok;
-  std::string text;
-  AnimationState state;
+  bool ok = false;
+  std::string text = "before";
+  AnimationState state = kAnimated;
+  bool operator==(const Form& o) const { return ok == o.ok && text == o.text && state == o.state; }
 };
 Form readForm(NurbsCurveVekObj& view, int sample) {
-  Form f{false, "before", kAnimated};
+  Form f;
   f.ok = view.getForm(sample, f.text, f.state);
   return f;
 }
@@ -161,31 +138,20 @@ TEST_F(NurbsCurveVekObjTest, emptyDegreeFails) {
 }
 
 TEST_F(NurbsCurveVekObjTest, formIsTheFirstString) {
-  const Form animated = readForm(open(sampleScene({form({"kPeriodic", "kOpen"})})), 0);
-  EXPECT_TRUE(animated.ok);
-  EXPECT_EQ(animated.text, "kPeriodic");
-  EXPECT_EQ(animated.state, kAnimated);
-  const Form fixed = readForm(open(fixedScene({form({""})})), -1);
-  EXPECT_TRUE(fixed.ok);
-  EXPECT_EQ(fixed.text, "");
-  EXPECT_EQ(fixed.state, kStatic);
+  EXPECT_EQ(readForm(open(sampleScene({form({"kPeriodic", "kOpen"})})), 0),
+            (Form{true, "kPeriodic", kAnimated}));
+  EXPECT_EQ(readForm(open(fixedScene({form({""})})), -1), (Form{true, "", kStatic}));
 }
 
 TEST_F(NurbsCurveVekObjTest, missingFormFails) {
-  const Form f = readForm(open(sampleScene({degree({3})})), 0);
-  EXPECT_FALSE(f.ok);
-  EXPECT_EQ(f.text, "before");
-  EXPECT_EQ(f.state, kStatic);
+  EXPECT_EQ(readForm(open(sampleScene({degree({3})})), 0), (Form{false, "before", kStatic}));
 }
 
 TEST_F(NurbsCurveVekObjTest, formOfAnotherTypeFailsWithTheStateOfTheChunk) {
   for (const TypedChunk& chunk : chunksOfEveryType("FORM", 1)) {
     if (chunk.type == 2) continue;
-    SCOPED_TRACE(chunk.type);
-    const Form f = readForm(open(sampleScene({chunk.image})), 0);
-    EXPECT_FALSE(f.ok);
-    EXPECT_EQ(f.text, "before");
-    EXPECT_EQ(f.state, kAnimated);
+    EXPECT_EQ(readForm(open(sampleScene({chunk.image})), 0), (Form{false, "before", kAnimated}))
+        << chunk.type;
   }
 }
 
@@ -285,8 +251,8 @@ TEST_F(NurbsCurveVekObjTest, periodicCurvesRepeatTheirFirstPoints) {
   };
   for (const CurveCase& c : cases) {
     SCOPED_TRACE(c.description);
-    OpenCurve& view = open(
-        sampleScene({degree({c.degree}), form({c.form}), knotCount(c.knots), points(c.stored)}));
+    OpenCurve& view = open(sampleScene(
+        {degree({c.degree}), form({c.form}), knotCount("KNTU", c.knots), points(c.stored)}));
     EXPECT_EQ(readPoints<float>(view, 0),
               (Copied<float>{true, controlPoints<float>(c.expected), kAnimated}));
     EXPECT_EQ(readPoints<double>(view, 0).values, controlPoints<double>(c.expected));
@@ -315,8 +281,8 @@ TEST_F(NurbsCurveVekObjTest, impossibleCountsFail) {
   };
   for (const CurveCase& c : cases) {
     SCOPED_TRACE(c.description);
-    OpenCurve& view = open(
-        sampleScene({degree({c.degree}), form({c.form}), knotCount(c.knots), points(c.stored)}));
+    OpenCurve& view = open(sampleScene(
+        {degree({c.degree}), form({c.form}), knotCount("KNTU", c.knots), points(c.stored)}));
     EXPECT_FALSE(readPoints<float>(view, 0).ok);
     EXPECT_FALSE(readPoints<double>(view, 0).ok);
     EXPECT_FALSE(pointsAt<float>(view, 0, 3).ok);
@@ -332,7 +298,7 @@ TEST_F(NurbsCurveVekObjTest, partOfAPointIsNotRead) {
 TEST_F(NurbsCurveVekObjTest, pointsAreReadInThreesWhateverTheirDimension) {
   for (const int dimension : {0, 1, 4, 5, 16}) {
     OpenCurve& view =
-        open(sampleScene({degree({1}), form({"kOpen"}), knotCount(2),
+        open(sampleScene({degree({1}), form({"kOpen"}), knotCount("KNTU", 2),
                           pointChunk<float>("POSI", {1, 2, 3, 4, 5, 6, 7, 8}, dimension)}));
     EXPECT_EQ(readPoints<float>(view, 0).values, (std::vector<float>{1, 2, 3, 1, 4, 5, 6, 1}));
   }
@@ -486,7 +452,7 @@ TEST_F(NurbsCurveVekObjTest, beforeTheFirstTimeOnlyStaticControlPointsAnswer) {
 
 TEST_F(NurbsCurveVekObjTest, periodicPointsAreCompletedBeforeTheBlend) {
   PointScene scene;
-  scene.fixed = {degree({3}), form({"kPeriodic"}), knotCount(8)};
+  scene.fixed = {degree({3}), form({"kPeriodic"}), knotCount("KNTU", 8)};
   scene.samples = {{points(3)}, {points(3, 2)}};
   EXPECT_EQ(pointsAt<double>(open(scene), 0.5F, 1),
             (Copied<double>{true, controlPoints<double>({1, 2, 3, 1, 2, 3}), kAnimated}));
@@ -509,7 +475,7 @@ TEST_F(NurbsCurveVekObjTest, aSampleThatCannotBeReadFailsTheEvaluation) {
 TEST_F(NurbsCurveVekObjTest, samplesOfDifferentCountsFailBetweenThemOnly) {
   const std::vector<ByteImage> common = {degree({1}), form({"kOpen"}), points(5)};
   const auto scene = [&](int first, int second) {
-    return PointScene{common, {{knotCount(first)}, {knotCount(second)}}};
+    return PointScene{common, {{knotCount("KNTU", first)}, {knotCount("KNTU", second)}}};
   };
   for (const auto& [first, second] : {std::pair(2, 3), std::pair(3, 2)}) {
     OpenCurve& view = open(scene(first, second));

@@ -7,15 +7,10 @@
 
 #include <grp.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <csignal>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -23,289 +18,25 @@
 #include <functional>
 #include <iterator>
 #include <memory>
-#include <optional>
 #include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "ByteImage.h"
+#include "ChildReport.h"
+#include "SaveModel.h"
 #include "SceneImage.h"
 #include "VekCache.h"
 
 namespace {
 
 using namespace VekTest;
-using Vek::asLeaf;
-using Vek::VekDVEKChunk;
-using Vek::VekFile;
 using Vek::VekGroupChunk;
 using Vek::VekLeafChunk;
-using Vek::VekMETAChunk;
 using Vek::VekRoMemCache;
 using Vek::VekRwMemCache;
-using Vek::VekSAMSChunk;
 namespace Tag = Vek::Tag;
-
-// ---- The model ----
-
-using Positions = std::vector<float>;
-
-struct Sample {
-  float time = 0.0F;
-  std::vector<std::optional<Positions>> objects = {};  ///< nothing for an object never allocated
-};
-
-/// What a cache has to hold: objects with names, and their positions in every sample.
-struct Model {
-  std::string application = "exporter";
-  std::string sourceFile = "scene.ma";
-  std::vector<std::string> names = {"|wave", "|dust"};
-  std::vector<Sample> samples = {};
-};
-
-Positions positionsAt(float time, int obj) {
-  const auto o = static_cast<float>(obj);
-  Positions positions = {time, o, 0.5F};
-  if (obj > 0) positions.insert(positions.end(), {-time, o, 0.25F});
-  return positions;
-}
-
-Model modelAt(const std::vector<float>& times) {
-  Model model;
-  for (const float t : times) {
-    model.samples.push_back({t, {positionsAt(t, 0), positionsAt(t, 1)}});
-  }
-  return model;
-}
-
-/// Whether objects that nobody allocated are absent, as before a save, or empty, as in a file.
-enum class Unallocated { Absent, Empty };
-
-std::string differenceOf(const VekGroupChunk* data, const std::optional<Positions>& positions,
-                         Unallocated unallocated) {
-  if (!positions && unallocated == Unallocated::Absent) {
-    return data == nullptr ? "" : "has data that nobody allocated";
-  }
-  if (data == nullptr) return "has no data";
-  if (!positions) return data->numChildren() == 0 ? "" : "has data that nobody gave";
-  if (data->numChildren() != 1) return "has another number of chunks";
-  const auto* leaf = asLeaf<float>(data->getChild(0));
-  if (leaf == nullptr || leaf->getTag() != Tag::POSI) return "has other chunks";
-  return leaf->data == *positions ? "" : "has other positions";
-}
-
-/// The first difference between a cache and the model; empty when there is none.
-std::string difference(VekRoMemCache& cache, const Model& model, Unallocated unallocated) {
-  const auto number = [](std::size_t n) { return static_cast<int>(n); };
-  if (cache.getApplication() != model.application) return "another application";
-  if (cache.getSourceFile() != model.sourceFile) return "another source file";
-  if (cache.getNumObjects() != number(model.names.size())) return "another number of objects";
-  if (cache.getNumSamples() != number(model.samples.size())) {
-    return std::to_string(cache.getNumSamples()) + " samples";
-  }
-  for (std::size_t o = 0; o < model.names.size(); ++o) {
-    if (cache.getName(number(o)) != model.names[o]) return "another name of an object";
-  }
-  for (std::size_t s = 0; s < model.samples.size(); ++s) {
-    const Sample& sample = model.samples[s];
-    if (cache.getSampleTime(number(s)) != sample.time) {
-      return "sample " + std::to_string(s) + " is at another time";
-    }
-    for (std::size_t o = 0; o < model.names.size(); ++o) {
-      const std::string inside =
-          differenceOf(cache.getSample(number(s), number(o)),
-                       o < sample.objects.size() ? sample.objects[o] : std::nullopt, unallocated);
-      if (inside.empty()) continue;
-      return "object " + std::to_string(o) + " of sample " + std::to_string(s) + " " + inside;
-    }
-  }
-  return "";
-}
-
-/// The first difference between what a file holds and the model.
-std::string differenceOfFile(const std::string& file, const Model& model) {
-  VekRoMemCache cache;
-  if (!cache.load(file.c_str(), true)) return file + " does not load";
-  return difference(cache, model, Unallocated::Empty);
-}
-
-// ---- Files and edits ----
-
-VekGroupChunk* newObjectData(const Positions& positions) {
-  auto* data = new VekGroupChunk(Tag::SOBJ);
-  data->addChild(new VekLeafChunk<float>(Tag::POSI, 1, 3, positions));
-  return data;
-}
-
-/// Writes a file of the model whose tables have room for `room` more samples.
-void writeModel(const std::string& path, const Model& model, __int64 room) {
-  VekMETAChunk meta;
-  meta.application = model.application;
-  meta.sourceFile = model.sourceFile;
-  meta.dateStamp = 1234567890;
-  for (const std::string& name : model.names) meta.addDOBJ(name.c_str());
-  meta.numSamples = static_cast<__int64>(model.samples.size());
-  meta.firstTime = model.samples.front().time;
-  meta.lastTime = model.samples.back().time;
-  bool even = true;
-  for (std::size_t s = 1; s < model.samples.size(); ++s) {
-    even = even && model.samples[s].time - model.samples[s - 1].time == 1.0F;
-  }
-  meta.rate = even ? 1.0F : 0.0F;
-
-  VekFile file(path.c_str(), "w");
-  VekSAMSChunk stream;
-  bool ok = VekDVEKChunk().write(file) && meta.write(file) &&
-            stream.writeStart(file, meta.numSamples, room, !even);
-  for (Sample sample : model.samples) {
-    ok = ok && stream.writeStartSAMPChunk(file, meta.getNumObjects(), &sample.time);
-    for (const auto& object : sample.objects) {
-      const std::unique_ptr<VekGroupChunk> data(newObjectData(object.value()));
-      ok = ok && stream.writeSOBJChunk(file, data.get());
-    }
-    ok = ok && stream.writeEndSAMPChunk(file);
-  }
-  if (!ok || !stream.writeEnd(file) || !file.close()) std::abort();
-}
-
-/// Adds a sample after the last one, which leaves the cache able to append. Object 1 is not
-/// allocated when `whole` is false.
-void addSample(VekRwMemCache& cache, Model& model, float time, bool whole = true) {
-  std::vector<VekGroupChunk*> frame;
-  if (whole) {
-    if (!cache.allocFrame(time, frame)) std::abort();
-  } else {
-    frame.push_back(cache.allocSample(time, 0));
-  }
-  Sample sample{time, {}};
-  for (std::size_t o = 0; o < frame.size(); ++o) {
-    const Positions positions = positionsAt(time, static_cast<int>(o));
-    frame.at(o)->addChild(new VekLeafChunk<float>(Tag::POSI, 1, 3, positions));
-    sample.objects.emplace_back(positions);
-  }
-  model.samples.push_back(sample);
-}
-
-/// Where the samples of a file stand.
-std::vector<__int64> sampleOffsets(const std::string& file) {
-  OpenCache cache(file.c_str());
-  return cache.jumpTable;
-}
-
-/// The bytes of the sample at that offset, its header included.
-std::string sampleBytes(const std::string& bytes, __int64 offset) {
-  const auto at = static_cast<std::size_t>(offset);
-  if (bytes.size() < at + 16) return "";
-  std::int64_t length = 0;
-  std::memcpy(&length, &bytes[at + 8], sizeof length);
-  return bytes.substr(at, 16 + static_cast<std::size_t>(length));
-}
-
-/// The number of the first sample whose bytes are not what they were; -1 when there is none.
-int firstChangedSample(const std::string& before, const std::string& after,
-                       const std::vector<__int64>& offsets) {
-  for (std::size_t s = 0; s < offsets.size(); ++s) {
-    const std::string sample = sampleBytes(before, offsets[s]);
-    if (after.compare(static_cast<std::size_t>(offsets[s]), sample.size(), sample) != 0) {
-      return static_cast<int>(s);
-    }
-  }
-  return -1;
-}
-
-// ---- Child processes ----
-
-/// What a child process tells its parent, which alone can make a test fail.
-class Report {
- public:
-  explicit Report(int pipe) : m_pipe(pipe) {}
-
-  /// Says what the following checks are about; the parent hears of it when the child crashes.
-  void at(const std::string& where) {
-    m_where = where;
-    send("@" + where);
-  }
-  void check(bool ok, const std::string& what) {
-    if (ok) return;
-    ++m_numFailures;
-    send("!" + m_where + ": " + what);
-  }
-  /// Checks a text that says what is wrong, or nothing.
-  void checkNone(const std::string& wrong, const std::string& what) {
-    check(wrong.empty(), what + ": " + wrong);
-  }
-  /// Whether enough went wrong to stop a loop.
-  bool isFull() const { return m_numFailures >= 5; }
-
- private:
-  void send(const std::string& line) const {
-    const std::string text = line + "\n";
-    if (::write(m_pipe, text.data(), text.size()) < 0) std::abort();
-  }
-
-  int m_pipe;
-  int m_numFailures = 0;
-  std::string m_where = "at the start";
-};
-
-/// The failed checks among the lines of a report, and how the child ended unless it ended well.
-std::string outcome(const std::string& lines, int status) {
-  std::string failures;
-  std::string where;
-  for (std::size_t begin = 0; begin < lines.size();) {
-    const std::size_t end = std::min(lines.find('\n', begin), lines.size());
-    const std::string line = lines.substr(begin, end - begin);
-    if (line.front() == '!') failures += line.substr(1) + "\n";
-    if (line.front() == '@') where = line.substr(1);
-    begin = end + 1;
-  }
-  if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return failures;
-  return failures + "the child process died (status " + std::to_string(status) + "), " + where;
-}
-
-/// Runs checks in a child process; empty when all of them held.
-std::string runInChild(const std::function<void(Report&)>& checks) {
-  int ends[2];
-  if (::pipe(ends) != 0) return "no pipe";
-  std::fflush(nullptr);
-  const pid_t child = ::fork();
-  if (child < 0) return "no child process";
-  if (child == 0) {
-    ::close(ends[0]);
-    Report report(ends[1]);
-    checks(report);
-    std::exit(0);
-  }
-  ::close(ends[1]);
-  std::string lines;
-  char buffer[4096];
-  for (ssize_t n = 0; (n = ::read(ends[0], buffer, sizeof buffer)) > 0;) {
-    lines.append(buffer, static_cast<std::size_t>(n));
-  }
-  ::close(ends[0]);
-  int status = -1;
-  ::waitpid(child, &status, 0);
-  return outcome(lines, status);
-}
-
-/// For one scope, no file can be written past so many bytes: the write that would do so stops there
-/// and the next one fails.
-class SizeLimit {
- public:
-  explicit SizeLimit(rlim_t bytes) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    ::getrlimit(RLIMIT_FSIZE, &m_before);
-    const rlimit limit = {bytes, m_before.rlim_max};
-    if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) std::abort();
-  }
-  SizeLimit(const SizeLimit&) = delete;
-  SizeLimit& operator=(const SizeLimit&) = delete;
-  ~SizeLimit() { ::setrlimit(RLIMIT_FSIZE, &m_before); }
-
- private:
-  rlimit m_before = {};
-};
 
 /// More bytes than any file of these tests has.
 constexpr rlim_t kTooMany = 20000;
@@ -518,6 +249,13 @@ class EveryLimitTest : public SaveFaultTest, public ::testing::WithParamInterfac
     }
     report.check(report.isFull(), "never succeeded");
   }
+  /// The same in a child process, all of whose checks must hold.
+  void expectAtEveryLimit(
+      const std::function<bool(VekRwMemCache&)>& attempt,
+      const std::function<void(Report&, VekRwMemCache&, const Model&)>& afterFailure) {
+    EXPECT_EQ(runInChild([&](Report& report) { forEveryLimit(report, attempt, afterFailure); }),
+              "");
+  }
   /// Saves the cache elsewhere and compares what is there.
   void saveElsewhere(Report& report, VekRwMemCache& cache, const Model& model) {
     const std::string elsewhere = path("elsewhere.vek");
@@ -534,31 +272,22 @@ class EveryLimitTest : public SaveFaultTest, public ::testing::WithParamInterfac
 };
 
 TEST_P(EveryLimitTest, failedAppendLeavesTheCacheCompleteAndEarlierSamplesAlone) {
-  EXPECT_EQ(runInChild([&](Report& report) {
-              forEveryLimit(
-                  report, [](VekRwMemCache& cache) { return cache.append(); },
-                  [&](Report& r, VekRwMemCache& cache, const Model& model) {
-                    r.check(firstChangedSample(original, bytes(), offsets) == -1,
-                            "an earlier sample changed");
-                    r.check(cache.getFilename() == path(), "another file name");
-                    r.checkNone(difference(cache, model, Unallocated::Absent), "the cache");
-                    saveElsewhere(r, cache, model);
-                  });
-            }),
-            "");
+  expectAtEveryLimit([](VekRwMemCache& cache) { return cache.append(); },
+                     [&](Report& r, VekRwMemCache& cache, const Model& model) {
+                       r.check(firstChangedSample(original, bytes(), offsets) == -1,
+                               "an earlier sample changed");
+                       r.check(cache.getFilename() == path(), "another file name");
+                       r.checkNone(difference(cache, model, Unallocated::Absent), "the cache");
+                       saveElsewhere(r, cache, model);
+                     });
 }
 
 TEST_P(EveryLimitTest, cacheIsSavedElsewhereRightAfterAFailedAppend) {
   // Nothing is looked at in between, so that the earlier samples come from the file that the
   // append has begun to change.
-  EXPECT_EQ(runInChild([&](Report& report) {
-              forEveryLimit(
-                  report, [](VekRwMemCache& cache) { return cache.append(); },
-                  [&](Report& r, VekRwMemCache& cache, const Model& model) {
-                    saveElsewhere(r, cache, model);
-                  });
-            }),
-            "");
+  expectAtEveryLimit(
+      [](VekRwMemCache& cache) { return cache.append(); },
+      [&](Report& r, VekRwMemCache& cache, const Model& model) { saveElsewhere(r, cache, model); });
 }
 
 TEST_P(EveryLimitTest, appendSucceedsFromTheSizeOfTheFileOn) {
@@ -578,17 +307,13 @@ TEST_P(EveryLimitTest, appendSucceedsFromTheSizeOfTheFileOn) {
 }
 
 TEST_P(EveryLimitTest, failedAppendIsMadeGoodByASaveUnderTheSameName) {
-  EXPECT_EQ(runInChild([&](Report& report) {
-              forEveryLimit(
-                  report, [](VekRwMemCache& cache) { return cache.append(); },
-                  [&](Report& r, VekRwMemCache& cache, const Model& model) {
-                    r.check(cache.save(), "save failed");
-                    r.check(!cache.isDirty(), "dirty after the save");
-                    r.checkNone(differenceOfFile(path(), model), "the file");
-                    r.checkNone(difference(cache, model, Unallocated::Empty), "the cache");
-                  });
-            }),
-            "");
+  expectAtEveryLimit([](VekRwMemCache& cache) { return cache.append(); },
+                     [&](Report& r, VekRwMemCache& cache, const Model& model) {
+                       r.check(cache.save(), "save failed");
+                       r.check(!cache.isDirty(), "dirty after the save");
+                       r.checkNone(differenceOfFile(path(), model), "the file");
+                       r.checkNone(difference(cache, model, Unallocated::Empty), "the cache");
+                     });
 }
 
 TEST_P(EveryLimitTest, failedSaveLeavesTheCacheComplete) {
@@ -613,49 +338,37 @@ TEST_P(EveryLimitTest, failedSaveLeavesTheCacheComplete) {
 }
 
 TEST_P(EveryLimitTest, failedSaveIsMadeGoodByASaveUnderTheSameName) {
-  EXPECT_EQ(runInChild([&](Report& report) {
-              forEveryLimit(
-                  report, [](VekRwMemCache& cache) { return cache.save(); },
-                  [&](Report& r, VekRwMemCache& cache, const Model& model) {
-                    r.check(cache.save(), "save failed");
-                    r.checkNone(differenceOfFile(path(), model), "the file");
-                    r.checkNone(difference(cache, model, Unallocated::Empty), "the cache");
-                  });
-            }),
-            "");
+  expectAtEveryLimit([](VekRwMemCache& cache) { return cache.save(); },
+                     [&](Report& r, VekRwMemCache& cache, const Model& model) {
+                       r.check(cache.save(), "save failed");
+                       r.checkNone(differenceOfFile(path(), model), "the file");
+                       r.checkNone(difference(cache, model, Unallocated::Empty), "the cache");
+                     });
 }
 
 TEST_P(EveryLimitTest, failedRewriteElsewhereLeavesTheCacheAndItsFile) {
   const std::string elsewhere = path("elsewhere.vek");
-  EXPECT_EQ(runInChild([&](Report& report) {
-              forEveryLimit(
-                  report, [&](VekRwMemCache& cache) { return cache.saveAs(elsewhere.c_str()); },
-                  [&](Report& r, VekRwMemCache& cache, const Model& model) {
-                    r.check(bytes() == original, "the cache's own file changed");
-                    r.check(cache.getFilename() == path(), "another file name");
-                    r.checkNone(difference(cache, model, Unallocated::Absent), "the cache");
-                    r.check(cache.objectHas(1, Tag::POSI), "an object lost its first sample");
-                    saveElsewhere(r, cache, model);
-                  });
-            }),
-            "");
+  expectAtEveryLimit([&](VekRwMemCache& cache) { return cache.saveAs(elsewhere.c_str()); },
+                     [&](Report& r, VekRwMemCache& cache, const Model& model) {
+                       r.check(bytes() == original, "the cache's own file changed");
+                       r.check(cache.getFilename() == path(), "another file name");
+                       r.checkNone(difference(cache, model, Unallocated::Absent), "the cache");
+                       r.check(cache.objectHas(1, Tag::POSI), "an object lost its first sample");
+                       saveElsewhere(r, cache, model);
+                     });
 }
 
 TEST_P(EveryLimitTest, cacheStillAppendsToItsFileAfterAFailedRewriteElsewhere) {
   const std::string elsewhere = path("elsewhere.vek");
-  EXPECT_EQ(runInChild([&](Report& report) {
-              forEveryLimit(
-                  report, [&](VekRwMemCache& cache) { return cache.saveAs(elsewhere.c_str()); },
-                  [&](Report& r, VekRwMemCache& cache, const Model& model) {
-                    r.check(cache.append(), "append failed");
-                    r.check(firstChangedSample(original, bytes(), offsets) == -1,
-                            "an earlier sample changed");
-                    r.check(sampleOffsets(path()).size() == model.samples.size(), "another table");
-                    r.checkNone(differenceOfFile(path(), model), "the file");
-                    r.check(cache.objectHas(1, Tag::POSI), "an object lost its first sample");
-                  });
-            }),
-            "");
+  expectAtEveryLimit(
+      [&](VekRwMemCache& cache) { return cache.saveAs(elsewhere.c_str()); },
+      [&](Report& r, VekRwMemCache& cache, const Model& model) {
+        r.check(cache.append(), "append failed");
+        r.check(firstChangedSample(original, bytes(), offsets) == -1, "an earlier sample changed");
+        r.check(sampleOffsets(path()).size() == model.samples.size(), "another table");
+        r.checkNone(differenceOfFile(path(), model), "the file");
+        r.check(cache.objectHas(1, Tag::POSI), "an object lost its first sample");
+      });
 }
 
 INSTANTIATE_TEST_SUITE_P(SaveFault, EveryLimitTest, ::testing::ValuesIn(kFaultCases),
@@ -667,10 +380,7 @@ TEST_F(SaveFaultTest, cacheBuiltInMemoryIsCompleteAfterAFailureAtEveryByte) {
       report.at("limit " + std::to_string(limit));
       VekRwMemCache cache;
       Model model;
-      cache.setApplication(model.application);
-      cache.setSourceFile(model.sourceFile);
-      cache.setName(0, "|wave");
-      cache.setName(1, "|dust");
+      setHead(cache, model);
       addSample(cache, model, 1.0F);
       addSample(cache, model, 2.0F, false);
       addSample(cache, model, 4.0F);
@@ -827,10 +537,7 @@ TEST_P(BadPlaceTest, cacheStillAppendsToItsFileAfterAFailedSaveAs) {
 TEST_P(BadPlaceTest, cacheBuiltInMemoryIsSavedElsewhere) {
   VekRwMemCache cache;
   Model model;
-  cache.setApplication(model.application);
-  cache.setSourceFile(model.sourceFile);
-  cache.setName(0, "|wave");
-  cache.setName(1, "|dust");
+  setHead(cache, model);
   addSample(cache, model, 3.0F, false);
   addSample(cache, model, 5.0F);
   EXPECT_FALSE(cache.saveAs(badPlace().c_str()));
@@ -842,10 +549,7 @@ TEST_P(BadPlaceTest, cacheBuiltInMemoryIsSavedElsewhere) {
 TEST_P(BadPlaceTest, cacheWithoutSamplesIsSavedElsewhere) {
   VekRwMemCache cache;
   Model model;
-  cache.setApplication(model.application);
-  cache.setSourceFile(model.sourceFile);
-  cache.setName(0, "|wave");
-  cache.setName(1, "|dust");
+  setHead(cache, model);
   EXPECT_FALSE(cache.saveAs(badPlace().c_str()));
   expectSavedElsewhere(cache, model);
 }
@@ -1121,8 +825,18 @@ void change(const std::string& file, const std::function<std::string(const std::
   std::ofstream(file, std::ios::binary) << edit(bytes);
 }
 
-void cutBefore(const std::string& file, const char* tag) {
-  change(file, [&](const std::string& bytes) { return bytes.substr(0, bytes.find(tag)); });
+/// What happens to a file.
+using Damage = std::function<void(const std::string& file)>;
+
+Damage cutBefore(const char* tag) {
+  return [tag](const std::string& file) {
+    change(file, [&](const std::string& bytes) { return bytes.substr(0, bytes.find(tag)); });
+  };
+}
+
+/// A file of the model at these times takes its place.
+Damage fileOf(const std::vector<float>& times) {
+  return [times](const std::string& file) { writeModel(file, modelAt(times), 5); };
 }
 
 void removeHead(const std::string& file) {
@@ -1153,8 +867,7 @@ struct Refusal {
   const char* name;
   std::vector<float> times;
   float added;
-  /// Changes the file after the cache was loaded.
-  std::function<void(const std::string&)> damage;
+  Damage damage;  ///< after the cache was loaded
   /// A further edit of the cache.
   std::function<void(VekRwMemCache&, Model&)> edit;
 
@@ -1205,7 +918,7 @@ const Refusal kRefusals[] = {
        model.samples[1].objects[1].reset();
      }},
     {"spacingBroken", {1, 2, 3}, 5, nullptr, nullptr},
-    {"fileIsEmpty", {1, 2, 3}, 4, [](Path file) { cutBefore(file, "DVEK"); }, nullptr},
+    {"fileIsEmpty", {1, 2, 3}, 4, cutBefore("DVEK"), nullptr},
     {"fileEndsInItsFirstChunk",
      {1, 2, 3},
      4,
@@ -1217,12 +930,8 @@ const Refusal kRefusals[] = {
      [](Path file) { change(file, [](const auto& bytes) { return "NOPE" + bytes.substr(4); }); },
      nullptr},
     {"fileHasNoHead", {1, 2, 3}, 4, removeHead, nullptr},
-    {"fileHasNoStream", {1, 2, 3}, 4, [](Path file) { cutBefore(file, "SAMS"); }, nullptr},
-    {"fileHasNothingButItsFirstChunk",
-     {1, 2, 3},
-     4,
-     [](Path file) { cutBefore(file, "META"); },
-     nullptr},
+    {"fileHasNoStream", {1, 2, 3}, 4, cutBefore("SAMS"), nullptr},
+    {"fileHasNothingButItsFirstChunk", {1, 2, 3}, 4, cutBefore("META"), nullptr},
     {"fileHasItsHeadBehindTheStream", {1, 2, 3}, 4, moveHeadToTheEnd, nullptr},
     {"fileHasAnotherHead",
      {1, 2, 3},
@@ -1233,34 +942,10 @@ const Refusal kRefusals[] = {
        writeModel(file, other, 5);
      },
      nullptr},
-    {"fileHoldsTheSampleAlready",
-     {1, 2, 3},
-     4,
-     [](Path file) {
-       writeModel(file, modelAt({1, 2, 3, 4}), 5);
-     },
-     nullptr},
-    {"fileHoldsMoreSamples",
-     {1, 2, 3},
-     4,
-     [](Path file) {
-       writeModel(file, modelAt({1, 2, 3, 4, 5, 6}), 5);
-     },
-     nullptr},
-    {"evenFileGotATimeTable",
-     {1, 2, 3},
-     4,
-     [](Path file) {
-       writeModel(file, modelAt({1, 2, 9}), 5);
-     },
-     nullptr},
-    {"unevenFileLostItsTimeTable",
-     {1, 2, 4},
-     5,
-     [](Path file) {
-       writeModel(file, modelAt({1, 2, 3}), 5);
-     },
-     nullptr},
+    {"fileHoldsTheSampleAlready", {1, 2, 3}, 4, fileOf({1, 2, 3, 4}), nullptr},
+    {"fileHoldsMoreSamples", {1, 2, 3}, 4, fileOf({1, 2, 3, 4, 5, 6}), nullptr},
+    {"evenFileGotATimeTable", {1, 2, 3}, 4, fileOf({1, 2, 9}), nullptr},
+    {"unevenFileLostItsTimeTable", {1, 2, 4}, 5, fileOf({1, 2, 3}), nullptr},
     {"tablesHaveDifferentRoom", {1, 2, 4}, 5, splitRoomForTimes, nullptr},
 };
 

@@ -8,14 +8,21 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstddef>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 #if defined(_WIN32)
+#include <io.h>
 #include <process.h>
 #else
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -96,7 +103,7 @@ class TimeZone {
   std::string m_before;
 };
 
-#if defined(VEK_TEST_POSIX)
+#if !defined(_WIN32)
 
 /// The answer of a process that the permissions of a file apply to: they do not bind a superuser,
 /// who asks a child process that is none.

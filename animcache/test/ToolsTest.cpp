@@ -3,9 +3,6 @@
 // The tools as commands: arguments, streams and exit statuses.
 
 #include <gmock/gmock.h>
-#if !defined(_WIN32)
-#include <sys/file.h>
-#endif
 
 #include <csignal>
 #include <cstdlib>
@@ -15,6 +12,9 @@
 
 #include "CommandTest.h"
 #include "TextPattern.h"
+#if !defined(_WIN32)
+#include "DumpFolder.h"
+#endif
 
 namespace {
 
@@ -31,7 +31,7 @@ class ToolsTest : public CommandTest {
     return writeFile(readFile(recorded("test_file.vek")).substr(0, size), name);
   }
 
-#if defined(VEK_TEST_POSIX)
+#if !defined(_WIN32)
   /// Runs a tool whose output goes to a pipe that nobody reads, and returns what waitpid() tells.
   int runIntoClosedPipe(const std::string& tool, const std::vector<std::string>& arguments) const {
     const std::string program = std::string(VEK_BIN_DIR) + "/" + tool;
@@ -91,7 +91,7 @@ TEST_F(ToolsTest, vektestFailureIsStatusOne) {
               EndsWith("\nvektest: " + path("missing/file.vek") + ": " + noSuchFile + "\n"));
 }
 
-#if defined(VEK_TEST_POSIX)
+#if !defined(_WIN32)
 TEST_F(ToolsTest, vektestNamesADirectory) {
   const Outcome r = run("vektest", {path("")});
   EXPECT_EQ(r.status, 1);
@@ -165,7 +165,7 @@ TEST_P(EveryToolTest, helpHasArgumentsExitStatusesAndAnExample) {
   EXPECT_THAT(help, HasSubstr("\nExample:\n  " + std::string(GetParam()) + " "));
 }
 
-#if defined(VEK_TEST_POSIX)
+#if !defined(_WIN32)
 TEST_P(EveryToolTest, closedPipeEndsQuietly) {
   const int status = runIntoClosedPipe(GetParam(), {"--help"});
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGPIPE) << status;
@@ -245,7 +245,7 @@ TEST_P(ReadingToolTest, fileThatEndsInsideAChunkFails) {
     EXPECT_EQ(trouble(writeCutFile(size)), "The file is cut off: it ends inside a chunk\n") << size;
 }
 
-#if defined(VEK_TEST_POSIX)
+#if !defined(_WIN32)
 TEST_P(ReadingToolTest, oddFileNamesAreNames) {
   const std::string bytes = readFile(recorded("test_file.vek"));
   const Outcome plain = run(GetParam(), {recorded("test_file.vek")});
@@ -281,7 +281,7 @@ TEST_P(ReadingToolTest, allFilesAreTriedAndOneFailureIsStatusOne) {
   EXPECT_THAT(r.errors, HasSubstr(path("missing.vek") + ": " + noSuchFile + "\n"));
 }
 
-#if defined(VEK_TEST_POSIX)
+#if !defined(_WIN32)
 TEST_P(ReadingToolTest, closedPipeEndsQuietly) {
   const int status = runIntoClosedPipe(GetParam(), {recorded("test_file.vek")});
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGPIPE) << status;
@@ -289,42 +289,25 @@ TEST_P(ReadingToolTest, closedPipeEndsQuietly) {
 }
 #endif
 
-#if defined(VEK_TEST_POSIX)
+#if !defined(_WIN32)
 
 // --- vekdiff -------------------------------------------------------------------------------------
 
-/// The folder of the dumps is the same for all processes: one comparison runs at a time.
 class VekdiffToolTest : public ToolsTest {
  protected:
   void SetUp() override {
     ToolsTest::SetUp();
-    const auto lock = std::filesystem::temp_directory_path() / "vek_diff_tests.lock";
-    m_lock = ::open(lock.c_str(), O_RDONLY | O_CLOEXEC);
-    if (m_lock < 0) m_lock = ::open(lock.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0666);
-    ASSERT_TRUE(m_lock >= 0 && ::flock(m_lock, LOCK_EX) == 0) << "cannot lock " << lock;
-    std::error_code error;
-    for (const char* folder : {"/disk1", "/disk1/tmp"})
-      if (std::filesystem::create_directory(folder, error)) m_made.emplace_back(folder);
-    ASSERT_EQ(::access("/disk1/tmp", W_OK | X_OK), 0) << "/disk1/tmp cannot be written";
+    ASSERT_NO_FATAL_FAILURE(m_dumpFolder.take());
     std::string bytes = readFile(m_one);
     bytes.replace(bytes.find("aaa"), 3, "xyz");
     m_other = writeFile(bytes, "other.vek");
-  }
-  void TearDown() override {
-    std::error_code ignored;
-    for (const char* dump : {"1", "2"})
-      std::filesystem::remove("/disk1/tmp/vek___diff___" + std::string(dump) + ".txt", ignored);
-    for (; !m_made.empty(); m_made.pop_back()) std::filesystem::remove(m_made.back(), ignored);
-    if (m_lock >= 0) ::close(m_lock);
-    ToolsTest::TearDown();
   }
 
   const std::string m_one = recorded("test_file.vek");
   std::string m_other;
 
  private:
-  int m_lock = -1;
-  std::vector<std::string> m_made;
+  DumpFolder m_dumpFolder;
 };
 
 TEST_F(VekdiffToolTest, sameIsStatusZeroAndPrintsNothing) {

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "ByteImage.h"
+#include "ChunkTest.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ using Vek::VekGroupChunk;
 using Vek::VekHeader;
 using Vek::VekLeafChunk;
 using VekTest::ByteImage;
-using VekTest::FileTest;
+using VekTest::ChunkTest;
 
 using ChunkPtr = std::unique_ptr<VekChunk>;
 
@@ -39,17 +40,24 @@ struct Open : public Base {
   using Base::header;
 };
 
-std::string printed(const VekChunk& c, int indent = 0) {
-  std::ostringstream os;
-  c.print(os, indent);
-  return os.str();
-}
-
 VekGroupChunk* asGroup(const ChunkPtr& c) {
   return dynamic_cast<VekGroupChunk*>(c.get());
 }
 
-class VekChunksTest : public FileTest {};
+class VekChunksTest : public ChunkTest {
+ protected:
+  /// Reads a chunk whose header begins a file.
+  bool readInto(VekChunk& c, const ByteImage& image) {
+    VekFile f(writeFile(image).c_str(), "r");
+    VekHeader h;
+    EXPECT_TRUE(f.readHeader(h));
+    const bool ok = c.read(h, f);
+    m_position = f.tell();
+    return ok;
+  }
+
+  std::int64_t m_position = -1;  ///< where the last read ended
+};
 
 // The base class.
 
@@ -87,31 +95,32 @@ TEST_F(VekChunksTest, constructorKeepsTheReservedByte) {
   EXPECT_EQ(VekChunk(h).getHeader().reserved, 77);
 }
 
-TEST_F(VekChunksTest, copyConstructionCopiesTheHeader) {
+/// A header whose numbers all differ, none of them 0.
+VekHeader fullHeader() {
   VekHeader h(abcd, 9, 12, 1, 3);
   h.reserved = 5;
-  const VekChunk c(h);
+  return h;
+}
+void expectFullHeader(const VekChunk& c) {
+  EXPECT_EQ(c.getTag(), abcd);
+  EXPECT_EQ(c.getType(), 9);
+  EXPECT_EQ(c.getCompound(), 1);
+  EXPECT_EQ(c.getDimension(), 3);
+  EXPECT_EQ(c.getHeader().reserved, 5);
+  EXPECT_EQ(c.getHeader().length, 12);
+}
+
+TEST_F(VekChunksTest, copyConstructionCopiesTheHeader) {
+  const VekChunk c(fullHeader());
   const VekChunk other(c);
-  EXPECT_EQ(other.getTag(), abcd);
-  EXPECT_EQ(other.getType(), 9);
-  EXPECT_EQ(other.getCompound(), 1);
-  EXPECT_EQ(other.getDimension(), 3);
-  EXPECT_EQ(other.getHeader().reserved, 5);
-  EXPECT_EQ(other.getHeader().length, 12);
+  expectFullHeader(other);
 }
 
 TEST_F(VekChunksTest, assignmentCopiesTheHeader) {
-  VekHeader h(abcd, 9, 12, 1, 3);
-  h.reserved = 5;
-  const VekChunk c(h);
+  const VekChunk c(fullHeader());
   VekChunk other;
   other = c;
-  EXPECT_EQ(other.getTag(), abcd);
-  EXPECT_EQ(other.getType(), 9);
-  EXPECT_EQ(other.getCompound(), 1);
-  EXPECT_EQ(other.getDimension(), 3);
-  EXPECT_EQ(other.getHeader().reserved, 5);
-  EXPECT_EQ(other.getHeader().length, 12);
+  expectFullHeader(other);
 }
 
 TEST_F(VekChunksTest, baseResetDoesNothing) {
@@ -138,22 +147,14 @@ TEST_F(VekChunksTest, freeSetsTheTagAndNothingElse) {
 }
 
 TEST_F(VekChunksTest, readSkipsThePayload) {
-  const std::string file = writeFile(ByteImage().header("ABCD", 9, 5).raw("12345tail"));
-  VekFile f(file.c_str(), "r");
-  VekHeader h;
-  ASSERT_TRUE(f.readHeader(h));
   VekChunk c(VekHeader(abcd, 9, 0, 0, 0));
-  EXPECT_TRUE(c.read(h, f));
-  EXPECT_EQ(f.tell(), 21);
+  EXPECT_TRUE(readInto(c, ByteImage().header("ABCD", 9, 5).raw("12345tail")));
+  EXPECT_EQ(m_position, 21);
 }
 
 TEST_F(VekChunksTest, readLeavesTheChunksHeaderAsItWas) {
-  const std::string file = writeFile(ByteImage().header("ABCD", 9, 5, 1, 3, 8).raw("12345"));
-  VekFile f(file.c_str(), "r");
-  VekHeader h;
-  ASSERT_TRUE(f.readHeader(h));
   VekChunk c(VekHeader(abcd, 9, 2, 4, 16));
-  ASSERT_TRUE(c.read(h, f));
+  ASSERT_TRUE(readInto(c, ByteImage().header("ABCD", 9, 5, 1, 3, 8).raw("12345")));
   EXPECT_EQ(c.getHeader().length, 2);
   EXPECT_EQ(c.getCompound(), 4);
   EXPECT_EQ(c.getDimension(), 16);
@@ -161,32 +162,20 @@ TEST_F(VekChunksTest, readLeavesTheChunksHeaderAsItWas) {
 }
 
 TEST_F(VekChunksTest, readOfAnotherTagFailsAndDoesNotMove) {
-  const std::string file = writeFile(ByteImage().header("ABCE", 9, 5).raw("12345"));
-  VekFile f(file.c_str(), "r");
-  VekHeader h;
-  ASSERT_TRUE(f.readHeader(h));
   VekChunk c(VekHeader(abcd, 9, 0, 0, 0));
-  EXPECT_FALSE(c.read(h, f));
-  EXPECT_EQ(f.tell(), 16);
+  EXPECT_FALSE(readInto(c, ByteImage().header("ABCE", 9, 5).raw("12345")));
+  EXPECT_EQ(m_position, 16);
 }
 
 TEST_F(VekChunksTest, readOfAnotherTypeFailsAndDoesNotMove) {
-  const std::string file = writeFile(ByteImage().header("ABCD", 8, 5).raw("12345"));
-  VekFile f(file.c_str(), "r");
-  VekHeader h;
-  ASSERT_TRUE(f.readHeader(h));
   VekChunk c(VekHeader(abcd, 9, 0, 0, 0));
-  EXPECT_FALSE(c.read(h, f));
-  EXPECT_EQ(f.tell(), 16);
+  EXPECT_FALSE(readInto(c, ByteImage().header("ABCD", 8, 5).raw("12345")));
+  EXPECT_EQ(m_position, 16);
 }
 
 TEST_F(VekChunksTest, readIgnoresCompoundAndDimension) {
-  const std::string file = writeFile(ByteImage().header("ABCD", 9, 5, 6, 9).raw("12345"));
-  VekFile f(file.c_str(), "r");
-  VekHeader h;
-  ASSERT_TRUE(f.readHeader(h));
   VekChunk c(VekHeader(abcd, 9, 0, 0, 0));
-  EXPECT_TRUE(c.read(h, f));
+  EXPECT_TRUE(readInto(c, ByteImage().header("ABCD", 9, 5, 6, 9).raw("12345")));
 }
 
 TEST_F(VekChunksTest, readClosesTheGroupsThatEndWithThePayload) {
@@ -211,24 +200,16 @@ TEST_F(VekChunksTest, readFromAClosedFileFails) {
 TEST_F(VekChunksTest, readOfANegativeLengthFailsAndDoesNotMoveBack) {
   for (const std::int64_t length :
        {std::int64_t{-1}, std::int64_t{-16}, std::numeric_limits<std::int64_t>::min()}) {
-    const std::string file = writeFile(ByteImage().header("ABCD", 9, length).raw("12345"));
-    VekFile f(file.c_str(), "r");
-    VekHeader h;
-    ASSERT_TRUE(f.readHeader(h));
     VekChunk c(VekHeader(abcd, 9, 0, 0, 0));
-    EXPECT_FALSE(c.read(h, f)) << length;
-    EXPECT_GE(f.tell(), 16) << length;
+    EXPECT_FALSE(readInto(c, ByteImage().header("ABCD", 9, length).raw("12345"))) << length;
+    EXPECT_GE(m_position, 16) << length;
   }
 }
 
 TEST_F(VekChunksTest, readOfTheGreatestLengthFails) {
-  const std::string file =
-      writeFile(ByteImage().header("ABCD", 9, std::numeric_limits<std::int64_t>::max()));
-  VekFile f(file.c_str(), "r");
-  VekHeader h;
-  ASSERT_TRUE(f.readHeader(h));
   VekChunk c(VekHeader(abcd, 9, 0, 0, 0));
-  EXPECT_FALSE(c.read(h, f));
+  EXPECT_FALSE(
+      readInto(c, ByteImage().header("ABCD", 9, std::numeric_limits<std::int64_t>::max())));
 }
 
 TEST_F(VekChunksTest, writeLeavesAHoleOfTheStoredLength) {
@@ -360,30 +341,19 @@ TEST_F(VekChunksTest, createNeverMakesANamedClass) {
 }
 
 TEST_F(VekChunksTest, madeChunkOfAnUnknownTypeSkipsThePayloadWhenRead) {
-  const std::string file = writeFile(ByteImage().header("ABCD", 9, 5, 1, 3, 8).raw("12345"));
-  VekFile f(file.c_str(), "r");
-  VekHeader h;
-  ASSERT_TRUE(f.readHeader(h));
   const ChunkPtr c(VekChunk::create(abcd, 9));
   ASSERT_NE(c, nullptr);
-  EXPECT_TRUE(c->read(h, f));
-  EXPECT_EQ(f.tell(), 21);
+  EXPECT_TRUE(readInto(*c, ByteImage().header("ABCD", 9, 5, 1, 3, 8).raw("12345")));
+  EXPECT_EQ(m_position, 21);
 }
 
 // Reading keeps the header with which the chunk was made, so its payload is lost when written.
 TEST_F(VekChunksTest, madeChunkOfAnUnknownTypeKeepsItsLengthOfZero) {
-  const std::string file = writeFile(ByteImage().header("ABCD", 9, 5, 1, 3, 8).raw("12345"));
-  VekFile f(file.c_str(), "r");
-  VekHeader h;
-  ASSERT_TRUE(f.readHeader(h));
   const ChunkPtr c(VekChunk::create(abcd, 9));
   ASSERT_NE(c, nullptr);
-  ASSERT_TRUE(c->read(h, f));
+  ASSERT_TRUE(readInto(*c, ByteImage().header("ABCD", 9, 5, 1, 3, 8).raw("12345")));
   EXPECT_EQ(c->getLength(), 0);
-  VekFile out(path("out").c_str(), "w");
-  ASSERT_TRUE(c->write(out));
-  ASSERT_TRUE(out.close());
-  EXPECT_EQ(readFile(path("out")), ByteImage().header("ABCD", 9, 0).bytes());
+  EXPECT_EQ(written(*c), ByteImage().header("ABCD", 9, 0).bytes());
 }
 
 // The deep copy.
@@ -492,11 +462,8 @@ TEST_F(VekChunksTest, copyOfALeafWritesTheSameBytes) {
   VekLeafChunk<float> leaf(abcd, 1, 3, {1.0F, 2.0F, 3.0F});
   const ChunkPtr c(VekChunk::copy(&leaf));
   ASSERT_NE(c, nullptr);
-  VekFile f(path().c_str(), "w");
-  ASSERT_TRUE(c->write(f));
-  ASSERT_TRUE(f.close());
   EXPECT_EQ(
-      readFile(path()),
+      written(*c),
       ByteImage().header("ABCD", 4, 12, 1, 3).float32(1.0F).float32(2.0F).float32(3.0F).bytes());
 }
 

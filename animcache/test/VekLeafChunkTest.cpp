@@ -13,17 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "AddressSanitizer.h"
 #include "ByteImage.h"
 #include "VekChunks.h"
-
-// The address sanitizer reserves more address space than any limit leaves.
-#if defined(__SANITIZE_ADDRESS__)
-#define VEK_TEST_HAS_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define VEK_TEST_HAS_ASAN 1
-#endif
-#endif
 
 namespace {
 
@@ -604,7 +596,7 @@ TEST_F(VekLeafChunkTest, asLeafGivesTheLeafOfThatTypeOnly) {
 
 // Short memory.
 
-#if defined(VEK_TEST_POSIX) && !defined(VEK_TEST_HAS_ASAN)
+#if !defined(_WIN32) && !defined(VEK_TEST_SANITIZED)
 /// Runs a call in a child process of little memory: its result, or -1 when it threw or died.
 template <typename Call>
 int inLittleMemory(rlim_t bytes, Call call) {

@@ -19,19 +19,12 @@
 #include <string>
 #include <vector>
 
+#include "AddressSanitizer.h"
 #include "ByteImage.h"
 #include "SceneImage.h"
 #include "VekCache.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#define VEK_TEST_COUNTS_BLOCKS
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define VEK_TEST_COUNTS_BLOCKS
-#endif
-#endif
-
-#if defined(VEK_TEST_COUNTS_BLOCKS)
+#if defined(VEK_TEST_SANITIZED)
 // Not every compiler brings the header that declares it.
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(const volatile void*,
                                                                           std::size_t),
@@ -62,7 +55,7 @@ constexpr int kLimit = 3;
 constexpr std::size_t kSlack = kSampleBytes / 2;
 constexpr std::size_t kAllowed = kLimit * kSampleBytes + kSlack;
 
-#if defined(VEK_TEST_COUNTS_BLOCKS)
+#if defined(VEK_TEST_SANITIZED)
 
 /// The large blocks that are alive. The hooks must not allocate.
 struct LiveBlocks {
@@ -365,7 +358,7 @@ TEST_F(VekMemoryLimitTest, resetFreesEverything) {
   }));
 }
 
-#if !defined(VEK_TEST_COUNTS_BLOCKS)
+#if !defined(VEK_TEST_SANITIZED)
 // Memory that is short is a null result, and what is held stays as it is.
 TEST_F(VekMemoryLimitTest, shortMemoryIsANullResult) {
   EXPECT_TRUE(staysWithin(kAllowed, 0, true, [](VekRoMemCache& cache) {

@@ -4,9 +4,7 @@
 // to the shell and what they return, and the errors.
 
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/file.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -23,6 +21,7 @@
 #include <vector>
 
 #include "ByteImage.h"
+#include "DumpFolder.h"
 #include "OpenFault.h"
 #include "SceneImage.h"
 #include "vekUtils.h"
@@ -37,9 +36,6 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 
-const char* const kFolder = "/disk1/tmp";
-const std::string kDump1 = "/disk1/tmp/vek___diff___1.txt";
-const std::string kDump2 = "/disk1/tmp/vek___diff___2.txt";
 const std::string kRemove1 = "rm " + kDump1 + ";";
 const std::string kRemove2 = "rm " + kDump2 + ";";
 const std::string kRemoveBoth = kRemove1 + kRemove2;
@@ -76,24 +72,11 @@ extern "C" int system(const char* command) {
 
 namespace {
 
-/// The fixed temporary files are shared by all processes: one test runs at a time, in whichever
-/// process, and leaves the place as it was.
 class VekdiffTest : public FileTest {
  protected:
   void SetUp() override {
     FileTest::SetUp();
-    const std::string lock = (fs::temp_directory_path() / "vek_diff_tests.lock").string();
-    m_lock = ::open(lock.c_str(), O_RDONLY | O_CLOEXEC);
-    if (m_lock < 0) m_lock = ::open(lock.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0666);
-    ASSERT_TRUE(m_lock >= 0 && ::flock(m_lock, LOCK_EX) == 0) << "cannot lock " << lock;
-    std::error_code error;
-    for (const char* folder : {"/disk1", kFolder})
-      if (fs::create_directory(folder, error)) m_made.emplace_back(folder);
-    ASSERT_TRUE(fs::is_directory(kFolder, error) && ::access(kFolder, W_OK | X_OK) == 0)
-        << "A comparison writes into " << kFolder << ", which is missing and cannot be made, or "
-        << "cannot be written. Make it writable, or run the tests as root.";
-    for (const std::string& dump : {kDump1, kDump2})
-      if (fs::exists(fs::symlink_status(dump))) fs::rename(dump, dump + ".kept");
+    ASSERT_NO_FATAL_FAILURE(m_dumpFolder.take());
     m_shell.before = [this](const std::string& command) {
       if (command.compare(0, 5, "diff ") == 0) m_dumps = {readFile(kDump1), readFile(kDump2)};
     };
@@ -104,16 +87,8 @@ class VekdiffTest : public FileTest {
         vek(join({group("META", int64Chunk("NSAM", 0)), leaf("POSI", 4, "odd")}), "damaged");
   }
   void TearDown() override {
-    const bool locked = shell != nullptr || !m_made.empty();
     shell = nullptr;
-    std::error_code ignored;
-    for (const std::string& dump : {kDump1, kDump2}) {
-      if (!locked) break;
-      fs::remove_all(dump, ignored);
-      fs::rename(dump + ".kept", dump, ignored);
-    }
-    for (; !m_made.empty(); m_made.pop_back()) fs::remove(m_made.back(), ignored);
-    if (m_lock >= 0) ::close(m_lock);
+    m_dumpFolder.release();
     FileTest::TearDown();
   }
 
@@ -168,8 +143,7 @@ class VekdiffTest : public FileTest {
   std::string m_damaged;  ///< a group with a leaf, and a leaf that cannot be read
 
  private:
-  int m_lock = -1;
-  std::vector<fs::path> m_made;
+  DumpFolder m_dumpFolder;
 };
 
 // --- Result -------------------------------------------------------------------------------------
@@ -308,10 +282,10 @@ TEST_F(VekdiffTest, folderInThePlaceOfADumpIsReported) {
 }
 
 TEST_F(VekdiffTest, missingFolderIsReported) {
-  const std::string aside = std::string(kFolder) + ".aside";
-  ASSERT_EQ(::rename(kFolder, aside.c_str()), 0) << "cannot move " << kFolder << " aside";
+  const std::string aside = std::string(kDumpFolder) + ".aside";
+  ASSERT_EQ(::rename(kDumpFolder, aside.c_str()), 0) << "cannot move " << kDumpFolder << " aside";
   EXPECT_EQ(compare(m_plain, m_plain), -1);
-  ASSERT_EQ(::rename(aside.c_str(), kFolder), 0) << "please move it back: " << aside;
+  ASSERT_EQ(::rename(aside.c_str(), kDumpFolder), 0) << "please move it back: " << aside;
   EXPECT_THAT(detail(), HasSubstr(kDump1));
   EXPECT_THAT(m_shell.commands, IsEmpty());
 }

@@ -18,6 +18,7 @@
 
 #include "ByteImage.h"
 #include "SceneImage.h"
+#include "ToolRun.h"
 #include "vekUtils.h"
 
 namespace {
@@ -27,17 +28,8 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-struct Outcome {
-  int result = 0;
-  std::string output;
-  std::string errors;
-};
-
-Outcome run(const char* filename) {
-  Outcome r;
-  r.output =
-      captureStdout([&] { r.errors = captureStderr([&] { r.result = vekinfo(filename); }); });
-  return r;
+ToolRun run(const char* filename) {
+  return runTool(vekinfo, filename);
 }
 
 std::string messageOf(const std::string& errors) {
@@ -105,7 +97,7 @@ class VekinfoTest : public FileTest {
  protected:
   /// The summary of a file that must have one.
   std::string infoOf(const ByteImage& image) {
-    const Outcome r = run(writeFile(image).c_str());
+    const ToolRun r = run(writeFile(image).c_str());
     EXPECT_EQ(r.result, 0);
     EXPECT_EQ(r.errors, "");
     return r.output;
@@ -162,7 +154,7 @@ TEST_F(VekinfoTest, recordedSummaries) {
     std::filesystem::path expected = entry.path();
     expected.replace_extension(".info.txt");
     if (!std::filesystem::exists(expected)) continue;
-    const Outcome r = run(entry.path().string().c_str());
+    const ToolRun r = run(entry.path().string().c_str());
     EXPECT_EQ(r.result, 0) << entry.path();
     EXPECT_EQ(r.output, readFile(expected.string())) << entry.path();
     ++count;
@@ -712,7 +704,7 @@ TEST_F(VekinfoTest, attributeIndexHasNoWidth) {
 TEST_F(VekinfoTest, attributeWithoutValuesAtTheFirstSampleHasNoDescription) {
   const ByteImage image =
       oneObject(attributes({{"a", "t"}}, {{"s", "t"}}, leaf("ATTR", 3, ints({1}))), {});
-  const Outcome r = run(writeFile(image).c_str());
+  const ToolRun r = run(writeFile(image).c_str());
   EXPECT_EQ(r.result, 0);
   EXPECT_THAT(r.output, EndsWith("  number of attributes: 2\n"
                                  "    attribute[0] NAME: 'a' TYPE: 't'\n"
@@ -723,7 +715,7 @@ TEST_F(VekinfoTest, attributeWithoutValuesAtTheFirstSampleHasNoDescription) {
 TEST_F(VekinfoTest, animatedAttributesOfAStaticFileHaveNoDescription) {
   Head head;
   head.definitions = {definition("|o", attributes({{"a", "t"}}, {}, {}))};
-  const Outcome r = run(writeFile(headImage(head)).c_str());
+  const ToolRun r = run(writeFile(headImage(head)).c_str());
   EXPECT_EQ(r.result, 0);
   EXPECT_THAT(r.output,
               EndsWith("  number of attributes: 1\n    attribute[0] NAME: 'a' TYPE: 't'\n"));
@@ -748,7 +740,7 @@ TEST_F(VekinfoTest, attributesWithoutATypeListHaveAnEmptyType) {
 
 TEST_F(VekinfoTest, missingFileIsReported) {
   const std::string file = path("missing.vek");
-  const Outcome r = run(file.c_str());
+  const ToolRun r = run(file.c_str());
   EXPECT_EQ(r.result, -1);
   EXPECT_EQ(messageOf(r.errors), file + ": could not open file");
   // The cache reports in its own way why it could not load the file.
@@ -763,7 +755,7 @@ TEST_F(VekinfoTest, fileThatDoesNotLoadIsReported) {
       {int64Chunk("DVEK", 2), "missing META chunk"}};
   for (const auto& [image, reason] : files) {
     const std::string file = writeFile(image);
-    const Outcome r = run(file.c_str());
+    const ToolRun r = run(file.c_str());
     EXPECT_EQ(r.result, -1);
     EXPECT_EQ(messageOf(r.errors), file + ": could not open file");
     EXPECT_EQ(reportedMessage(r.output, "VekCache:", " "), reason);
@@ -772,13 +764,13 @@ TEST_F(VekinfoTest, fileThatDoesNotLoadIsReported) {
 
 TEST_F(VekinfoTest, folderIsReported) {
   const std::string folder = std::filesystem::path(path()).parent_path().string();
-  const Outcome r = run(folder.c_str());
+  const ToolRun r = run(folder.c_str());
   EXPECT_EQ(r.result, -1);
   EXPECT_EQ(messageOf(r.errors), folder + ": could not open file");
 }
 
 TEST_F(VekinfoTest, nullNameIsAFailure) {
-  const Outcome r = run(nullptr);
+  const ToolRun r = run(nullptr);
   EXPECT_EQ(r.result, -1);
   EXPECT_THAT(messageOf(r.errors), EndsWith(": could not open file"));
 }
@@ -806,7 +798,7 @@ TEST_F(VekinfoTest, streamIsLeftAsItWas) {
   std::cout.precision(2);
   std::cout.fill('*');
   const std::ios::fmtflags flags = std::cout.flags();
-  const Outcome r = run(file.c_str());
+  const ToolRun r = run(file.c_str());
   EXPECT_EQ(std::cout.flags(), flags);
   EXPECT_EQ(std::cout.precision(), 2);
   EXPECT_EQ(std::cout.width(), 0);
@@ -857,7 +849,7 @@ TEST_F(VekinfoTest, objectWhoseFirstSampleIsDamagedHasNoKind) {
   ASSERT_NE(mesh, std::string::npos);
   // A float leaf of 7 bytes cannot be.
   const std::string bytes = patched(whole, static_cast<std::int64_t>(mesh) + 8, std::int64_t{7});
-  const Outcome r = run(writeFile(bytes).c_str());
+  const ToolRun r = run(writeFile(bytes).c_str());
   EXPECT_EQ(r.result, 0);
   EXPECT_THAT(r.output, EndsWith("object[0] name: |o\n"
                                  "  number of attributes: 1\n"
@@ -888,7 +880,7 @@ ByteImage fileOfEverything() {
 TEST_F(VekinfoTest, truncatedFilesAreHarmless) {
   const std::string whole = fileOfEverything().bytes();
   for (std::size_t size = 0; size < whole.size(); ++size) {
-    const Outcome r = run(writeFile(whole.substr(0, size)).c_str());
+    const ToolRun r = run(writeFile(whole.substr(0, size)).c_str());
     EXPECT_TRUE(r.result == 0 || r.result == -1) << size;
     const char* const front = r.result == 0 ? "VEK file version 2\n" : "";
     EXPECT_THAT(r.output, StartsWith(front)) << size;
@@ -901,7 +893,7 @@ TEST_F(VekinfoTest, filesWithAFlippedByteAreHarmless) {
     for (const int mask : {0x01, 0x80, 0xFF}) {
       std::string bytes = whole;
       bytes[at] = static_cast<char>(static_cast<unsigned char>(bytes[at]) ^ mask);
-      const Outcome r = run(writeFile(bytes).c_str());
+      const ToolRun r = run(writeFile(bytes).c_str());
       EXPECT_TRUE(r.result == 0 || r.result == -1) << at;
     }
   }

@@ -11,6 +11,7 @@
 
 #include "ByteImage.h"
 #include "SceneImage.h"
+#include "ToolRun.h"
 #include "vekUtils.h"
 
 namespace {
@@ -48,17 +49,8 @@ ByteImage testFile() {
   return image;                                              // 544
 }
 
-struct Outcome {
-  int result = 0;
-  std::string output;
-  std::string errors;
-};
-
-Outcome run(const char* filename) {
-  Outcome r;
-  r.output =
-      captureStdout([&] { r.errors = captureStderr([&] { r.result = vektest(filename); }); });
-  return r;
+ToolRun run(const char* filename) {
+  return runTool(vektest, filename);
 }
 
 std::string messageOf(const std::string& errors) {
@@ -76,7 +68,7 @@ const std::vector<std::string>& messages() {
 using VektestTest = FileTest;
 
 TEST_F(VektestTest, writesTheFixedFile) {
-  const Outcome r = run(path().c_str());
+  const ToolRun r = run(path().c_str());
   EXPECT_EQ(r.result, 0);
   EXPECT_EQ(r.output, "");
   EXPECT_EQ(r.errors, "");
@@ -130,7 +122,7 @@ TEST_F(VektestTest, dumpListsDefinitionsAndObjects) {
 
 TEST_F(VektestTest, fileThatCannotBeOpenedIsReported) {
   for (const std::string& file : {path("missing/file.vek"), path(""), std::string()}) {
-    const Outcome r = run(file.c_str());
+    const ToolRun r = run(file.c_str());
     EXPECT_EQ(r.result, -1);
     EXPECT_EQ(r.output, "");
     EXPECT_EQ(messageOf(r.errors), "opening file") << file;
@@ -138,24 +130,24 @@ TEST_F(VektestTest, fileThatCannotBeOpenedIsReported) {
 }
 
 TEST_F(VektestTest, nullNameCannotBeOpened) {
-  const Outcome r = run(nullptr);
+  const ToolRun r = run(nullptr);
   EXPECT_EQ(r.result, -1);
   EXPECT_EQ(messageOf(r.errors), "opening file");
 }
 
 TEST_F(VektestTest, fullDeviceFails) {
   if (!std::filesystem::exists("/dev/full")) return;
-  const Outcome r = run("/dev/full");
+  const ToolRun r = run("/dev/full");
   EXPECT_EQ(r.result, -1);
   EXPECT_EQ(r.output, "");
   EXPECT_THAT(messages(), ::testing::Contains(messageOf(r.errors)));
 }
 
-#if defined(VEK_TEST_POSIX)
+#if !defined(_WIN32)
 
 /// Runs the writer in a child process whose files may not grow past a limit; its error stream is
 /// the pipe.
-Outcome runWithFileLimit(const std::string& file, rlim_t limit) {
+ToolRun runWithFileLimit(const std::string& file, rlim_t limit) {
   int ends[2] = {-1, -1};
   EXPECT_EQ(::pipe(ends), 0);
   const pid_t child = ::fork();
@@ -168,7 +160,7 @@ Outcome runWithFileLimit(const std::string& file, rlim_t limit) {
     ::_exit(vektest(file.c_str()) == 0 ? 0 : 1);
   }
   ::close(ends[1]);
-  Outcome r;
+  ToolRun r;
   char buffer[512];
   for (ssize_t n = 0; (n = ::read(ends[0], buffer, sizeof(buffer))) > 0;) {
     r.errors.append(buffer, static_cast<std::size_t>(n));
@@ -183,12 +175,12 @@ Outcome runWithFileLimit(const std::string& file, rlim_t limit) {
 TEST_F(VektestTest, anyBytesThatCannotBeWrittenFail) {
   const std::size_t whole = testFile().size();
   for (std::size_t limit = 0; limit < whole; limit += 17) {
-    const Outcome r = runWithFileLimit(path(), limit);
+    const ToolRun r = runWithFileLimit(path(), limit);
     EXPECT_EQ(r.result, 1) << limit;
     EXPECT_THAT(messages(), ::testing::Contains(messageOf(r.errors))) << limit;
   }
   EXPECT_EQ(runWithFileLimit(path(), whole - 1).result, 1);
-  const Outcome r = runWithFileLimit(path(), whole);
+  const ToolRun r = runWithFileLimit(path(), whole);
   EXPECT_EQ(r.result, 0);
   EXPECT_EQ(r.errors, "");
 }

@@ -11,8 +11,8 @@
 #include <filesystem>
 #include <string>
 
+#include "AddressSanitizer.h"
 #include "CountedMemory.h"
-#include "Sanitizer.h"
 #include "SceneImage.h"
 #include "VekCache.h"
 

@@ -12,10 +12,10 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "AddressSanitizer.h"
 #include "CountedMemory.h"
-#include "Sanitizer.h"
 
-#if defined(VEK_TEST_ADDRESS_SANITIZER)
+#if defined(VEK_TEST_SANITIZED)
 extern "C" void __sanitizer_set_death_callback(void (*callback)());
 #endif
 
@@ -81,7 +81,7 @@ std::size_t limitAddressSpace(std::size_t bytes) {
 Watch::Watch(std::size_t memoryLimit) : m_addressSpaceBefore(limitAddressSpace(memoryLimit)) {
   CountedMemory::setLimit(memoryLimit);
   onSignal(SIGPROF, onSlow, 0);
-#if defined(VEK_TEST_ADDRESS_SANITIZER)
+#if defined(VEK_TEST_SANITIZED)
   __sanitizer_set_death_callback([] { sayWhat("crashes: "); });
 #else
   for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL})
@@ -95,7 +95,7 @@ Watch::~Watch() {
   CountedMemory::setLimit(static_cast<std::size_t>(-1));
   limitAddressSpace(m_addressSpaceBefore);
   for (const int signal : {SIGPROF, SIGABRT}) onSignal(signal, SIG_DFL, 0);
-#if defined(VEK_TEST_ADDRESS_SANITIZER)
+#if defined(VEK_TEST_SANITIZED)
   __sanitizer_set_death_callback(nullptr);
 #else
   for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) onSignal(signal, SIG_DFL, 0);

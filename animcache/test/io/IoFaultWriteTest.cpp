@@ -93,6 +93,18 @@ TEST_F(IoFaultWriteTest, treeIsWrittenRightOrReported) {
   });
 }
 
+TEST_F(IoFaultWriteTest, newSamplesAreNotLookedForInAFile) {
+  VekRwMemCache cache;
+  IoFault fault(1, IoMode::once);
+  fault.during([&] {
+    for (const float time : {1.0F, 2.0F, 3.0F, 2.0F}) {
+      for (int obj = 0; obj < 3; ++obj) EXPECT_NE(cache.allocSample(time, obj), nullptr);
+    }
+    EXPECT_EQ(cache.getSample(0, 7), nullptr);
+  });
+  EXPECT_FALSE(fault.wasHit());
+}
+
 TEST_F(IoFaultWriteTest, testFileIsRightOrReported) {
   const CapturedOutput quiet;
   const std::string file = path("test.vek");
