@@ -199,6 +199,7 @@ class VEK_API VekCache {
     __int64 begin = 0;
     __int64 end = 0;
   };
+  VEK_LOCAL bool isInFile(int sample) const;
   VEK_LOCAL bool readObjectSample(VekGroupChunk& sobj, int sample, int obj, VekArena* arena);
   VEK_LOCAL bool openForFetching();
   VEK_LOCAL void setAsideObjectJumps();

@@ -215,10 +215,13 @@ bool VekCache::readObjectSample(VekGroupChunk& sobj, int sample, int obj, VekAre
   return read;
 }
 
-bool VekCache::isStored(int sample, int obj) {
+bool VekCache::isInFile(int sample) const {
   const auto index = static_cast<std::size_t>(sample);
-  if (sample < 0 || index >= jumpTable.size() || jumpTable[index] < 0) return false;
-  if (obj < 0 || obj >= numFileObjects) return false;
+  return sample >= 0 && index < jumpTable.size() && jumpTable[index] >= 0;
+}
+
+bool VekCache::isStored(int sample, int obj) {
+  if (!isInFile(sample) || obj < 0 || obj >= numFileObjects) return false;
   const bool stored = !selectSample(sample) || static_cast<std::size_t>(obj) < objectJumps.size();
   if (!keepOpen) file.close();
   return stored;

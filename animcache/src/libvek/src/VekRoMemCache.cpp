@@ -64,6 +64,10 @@ VekGroupChunk* VekRoMemCache::fetch(int sample, int obj) {
   const auto index = static_cast<std::size_t>(obj);
   ObjectSamples& samples = samplesOf(sample);
   if (const ObjectSample& held = samples[index]) return held.get();
+  if (!isInFile(sample)) {
+    samples.slot(index);
+    return nullptr;
+  }
   // Chunks that may be edited are made one by one, since they can be removed one by one.
   const ObjectSamples::Spare spare = samples.prepare(index, openMode == 0);
   if (!readObjectSample(spare.sobj, sample, obj, spare.arena)) return nullptr;
@@ -259,7 +263,7 @@ bool VekRoMemCache::loadSample(int sample, bool stopAtFailure, __int64& room) {
   for (int obj = 0; obj < getNumObjects(); ++obj) {
     if (samplesOf(sample)[static_cast<std::size_t>(obj)]) continue;
     // Without the sample's table of objects there is nothing to find.
-    if (sample != cachedSampleIndex && !selectSample(sample)) {
+    if (sample != cachedSampleIndex && (!isInFile(sample) || !selectSample(sample))) {
       if (!keepOpen) file.close();
       return false;
     }
