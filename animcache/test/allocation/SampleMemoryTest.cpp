@@ -248,6 +248,81 @@ TEST_F(SampleMemoryTest, objectThatCannotBeReadTakesNoMemoryByBeingAskedForAgain
   EXPECT_NE(cache.getSample(0, 1), nullptr);
 }
 
+TEST_F(SampleMemoryTest, whatAFailedReadReadIsNotKept) {
+  constexpr int numObjects = 100;
+  writeScene(2, numObjects, [](int sample, int obj) {
+    return join({floatChunk("POSI", valuesOf(sample, obj, 3000)), positions(sample, obj)});
+  });
+  for (const std::int64_t object : m_layout.objects[1]) {
+    const std::int64_t secondChunk = object + 16 + 16 + 12000;
+    overwrite(m_file, static_cast<std::size_t>(secondChunk + 8),
+              ByteImage().int64(1 << 30).bytes());
+  }
+  for (const int limit : {0, 1}) {
+    VekRoMemCache cache(m_file.c_str(), true, limit);
+    if (limit == 1) readSample(cache, 0);
+    EXPECT_EQ(cache.getSample(1, 0), nullptr);
+    EXPECT_EQ(cache.getSample(1, 1), nullptr);
+    const std::size_t before = numLiveBytes();
+    for (int obj = 0; obj < numObjects; ++obj) EXPECT_EQ(cache.getSample(1, obj), nullptr);
+    // What is read ahead, and the pages of the table.
+    EXPECT_LE(numLiveBytes(), before + 300000);
+  }
+}
+
+TEST_F(SampleMemoryTest, memoryDoesNotGrowWithSamplesThatAreMissing) {
+  writeScene(2, 300, positions);
+  const auto secondEntry = static_cast<std::size_t>(m_layout.jsam + 16 + 8);
+  overwrite(m_file, secondEntry, ByteImage().int64(-1).bytes());
+  VekRoMemCache cache(m_file.c_str(), true, 1);
+  const auto readRound = [&] {
+    readSample(cache, 0);
+    for (int obj = 0; obj < cache.getNumObjects(); ++obj)
+      EXPECT_EQ(cache.getSample(1, obj), nullptr);
+  };
+  for (int round = 0; round < 10; ++round) readRound();
+  const std::size_t before = numLiveBytes();
+  for (int round = 0; round < 100; ++round) readRound();
+  EXPECT_LE(numLiveBytes(), before + 1000);
+}
+
+TEST_F(SampleMemoryTest, memoryDoesNotGrowWithDataThatAreTakenOut) {
+  class OpenSlots : public VekRoMemCache {
+   public:
+    using VekRoMemCache::sampleSlot;
+    using VekRoMemCache::VekRoMemCache;
+  };
+  constexpr int numObjects = 100;
+  writeScene(1, numObjects, positions);
+  OpenSlots cache(m_file.c_str());
+  const auto readRound = [&] {
+    readSample(cache, 0);
+    for (int obj = 0; obj < numObjects; ++obj) cache.sampleSlot(0, obj).reset();
+  };
+  for (int round = 0; round < 10; ++round) readRound();
+  const std::size_t before = numLiveBytes();
+  for (int round = 0; round < 100; ++round) readRound();
+  EXPECT_LE(numLiveBytes(), before + 1000);
+}
+
+// Every object has many chunks in one sample, the first that it is read for, and few in the others.
+TEST_F(SampleMemoryTest, memoryIsThatOfTheSamplesHeldWhateverTheFirstOnesTook) {
+  constexpr int numSamples = 40;
+  constexpr int numChunks = 1000;
+  writeScene(numSamples, numSamples, [](int sample, int obj) {
+    ByteImage chunks;
+    for (int i = 0; i < (sample == obj ? numChunks : 1); ++i) chunks.raw(textChunk("NAME", {}));
+    return chunks;
+  });
+  VekRoMemCache cache(m_file.c_str(), true, 1);
+  const std::size_t before = numLiveBytes();
+  for (int sample = 0; sample < numSamples; ++sample) {
+    for (int obj = 0; obj <= sample; ++obj) ASSERT_NE(cache.getSample(sample, obj), nullptr);
+  }
+  // A chunk takes less than 100 bytes, and what is read ahead a megabyte.
+  EXPECT_LE(numLiveBytes(), before + std::size_t(4) * numChunks * 100 + (1 << 20));
+}
+
 TEST_F(SampleMemoryTest, objectIsReadOnceItCanBeRead) {
   writeScene(1, 1, positions);
   const auto lengthAt = static_cast<std::size_t>(m_layout.objects[0][0] + 16 + 8);

@@ -278,7 +278,8 @@ class VEK_API VekRoMemCache : public VekCache {
   int getMaxSamples() const;
 
  protected:
-  /// An object's data in a sample.
+  /// An object's data in a sample. Its memory may be the sample's: it is neither moved out of its
+  /// place nor released.
   using ObjectSample = VekChunk::Owned<VekGroupChunk>;
 
   /// The data of a sample's objects by index, in pages that are made when one of their objects is
@@ -306,17 +307,19 @@ class VEK_API VekRoMemCache : public VekCache {
     static constexpr std::size_t pageSize = 64;
     struct Page {
       std::array<ObjectSample, pageSize> objects;
-      std::uint64_t stale = 0;  ///< a bit for each object whose data are not this sample's
+      std::uint64_t stale = 0;   ///< a bit for each object whose data are not this sample's
+      std::uint64_t placed = 0;  ///< a bit for each object whose data have been in the arena
     };
 
     /// Where to read an object's data, and the arena for further chunks of it, null for the heap.
     struct Spare {
-      VekGroupChunk& sobj;
+      VekGroupChunk* sobj;
       VekArena* arena;
     };
 
     VEK_LOCAL Spare prepare(std::size_t obj, bool inArena);
     VEK_LOCAL void markHeld(std::size_t obj);
+    VEK_LOCAL void discard(std::size_t obj, VekArena* arena);
     VEK_LOCAL bool recycle();
     VEK_LOCAL ObjectSample& place(std::size_t obj);
     VEK_LOCAL bool isStale(std::size_t obj) const;
@@ -326,6 +329,7 @@ class VEK_API VekRoMemCache : public VekCache {
     std::vector<std::unique_ptr<Page>> m_pages;
     std::size_t m_size = 0;
     std::size_t m_numStale = 0;
+    std::size_t m_firstSize = 0;  ///< of the arena when it was first handed on
   };
 
   /// Loads what is missing of all samples. True even when some could not be read; false when they

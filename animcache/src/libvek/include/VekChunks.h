@@ -440,8 +440,9 @@ class VEK_API VekGroupChunk : public VekChunk {
   /// Computed from the children: 16 and the length of each.
   __int64 getLength() override;
   /// Reads all children. The group is meant to be new or reset: children from before are dropped
-  /// from the list, not destroyed, and belong to whoever still points to them (those of a sample
-  /// that a cache holds stay the cache's). After a failure the children read so far stay.
+  /// from the list, not destroyed, and belong to whoever still points to them (not those of
+  /// a sample that a read-only cache holds, whose memory goes with the sample). After a failure the
+  /// children read so far stay.
   bool read(const VekHeader& h, VekFile& f) override;
   /// Writes the group: what a subclass keeps for itself first, then the generic children.
   bool write(VekFile& f) const override;
@@ -485,7 +486,8 @@ class VEK_API VekGroupChunk : public VekChunk {
 
   VEK_LOCAL VekGroupChunk(unsigned int tag, VekArena* arena);
   VEK_LOCAL void append(Owned<VekChunk> child);
-  VEK_LOCAL bool holds(const VekChunk* chunk) const;
+  VEK_LOCAL void adopt(VekChunk& child);
+  VEK_LOCAL static VekGroupChunk* asGroup(VekChunk* chunk);
   VEK_LOCAL void dropChildren();
   VEK_LOCAL bool readOver(const VekHeader& h, VekFile& f, VekArena* arena);
   VEK_LOCAL bool readChildren(VekFile& f, VekArena* arena);
@@ -494,6 +496,7 @@ class VEK_API VekGroupChunk : public VekChunk {
                                       VekArena* arena);
 
   std::vector<Owned<VekChunk>, VekArenaAllocator<Owned<VekChunk>>> m_children;
+  const VekGroupChunk* m_parent = nullptr;  ///< the group whose child this is
 };
 
 /// The value type (ValueType) of the elements of a leaf, in the constant `value`: Undef for char,

@@ -33,10 +33,34 @@ class VekArena {
     void* const begin = m_next;
     m_next += needed;
     m_left -= needed;
+    m_size += needed;
     return begin;
   }
 
+  /// How much was handed out.
+  std::size_t size() const { return m_size; }
+
+  /// Takes back what was handed out since setMark(), when what was made in it is gone.
+  ///@{
+  void setMark() { m_mark = {m_blocks.size(), m_next, m_left, m_total, m_size}; }
+  void rewind() {
+    m_blocks.resize(m_mark.numBlocks);
+    m_next = m_mark.next;
+    m_left = m_mark.left;
+    m_total = m_mark.total;
+    m_size = m_mark.size;
+  }
+  ///@}
+
  private:
+  struct Mark {
+    std::size_t numBlocks = 0;
+    char* next = nullptr;
+    std::size_t left = 0;
+    std::size_t total = 0;
+    std::size_t size = 0;
+  };
+
   // Blocks grow with the whole, so that there are few, and the unused end of the last one is
   // little.
   static constexpr std::size_t minBlock = 1024;
@@ -52,9 +76,11 @@ class VekArena {
   }
 
   std::vector<std::unique_ptr<char[]>> m_blocks;
-  char* m_next = nullptr;  ///< in the last block
-  std::size_t m_left = 0;  ///< bytes from there on
-  std::size_t m_total = 0;
+  char* m_next = nullptr;   ///< in the last block
+  std::size_t m_left = 0;   ///< bytes from there on
+  std::size_t m_total = 0;  ///< of all blocks
+  std::size_t m_size = 0;   ///< handed out
+  Mark m_mark;
 };
 
 static_assert(alignof(VekGroupChunk) <= VekArena::alignment, "aligned for groups");

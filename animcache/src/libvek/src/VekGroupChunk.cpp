@@ -47,6 +47,7 @@ bool VekGroupChunk::read(const VekHeader& h, VekFile& f) {
 void VekGroupChunk::dropChildren() {
   for (auto& child : m_children) {
     if (child) child->m_isChild = false;
+    if (VekGroupChunk* const group = asGroup(child.get())) group->m_parent = nullptr;
     static_cast<void>(child.release());
   }
   m_children.clear();
@@ -89,7 +90,7 @@ bool VekGroupChunk::readNextChild(VekFile& f, VekArena* arena, std::size_t& coun
     Owned<VekChunk>& old = m_children[count];
     if (!old || old->getTag() != h.tag || old->getType() != h.type) {
       old = makeFor(h.tag, h.type, arena);
-      old->m_isChild = true;
+      adopt(*old);
     }
     if (!readChunkOver(*old, h, f, arena)) return false;
   } else {
@@ -103,7 +104,7 @@ bool VekGroupChunk::readNextChild(VekFile& f, VekArena* arena, std::size_t& coun
 
 bool VekGroupChunk::readChunkOver(VekChunk& chunk, const VekHeader& h, VekFile& f,
                                   VekArena* arena) {
-  auto* const group = h.type == ValueType::Group ? dynamic_cast<VekGroupChunk*>(&chunk) : nullptr;
+  VekGroupChunk* const group = asGroup(&chunk);
   return group != nullptr ? group->readOver(h, f, arena) : chunk.read(h, f);
 }
 
@@ -152,29 +153,30 @@ void VekGroupChunk::removeAllChildren() {
 }
 
 void VekGroupChunk::addChild(VekChunk* c) {
-  if (c != nullptr && (c->m_isChild || c == this)) return;
-  // What is a child of nothing can hold this group only when this one is a child.
-  const auto* const group = m_isChild ? dynamic_cast<const VekGroupChunk*>(c) : nullptr;
-  if (group != nullptr && group->holds(this)) return;
+  if (c != nullptr && c->m_isChild) return;
+  for (const VekGroupChunk* group = this; group != nullptr; group = group->m_parent) {
+    if (group == c) return;
+  }
   guarded(false, [child = Owned<VekChunk>(c), this]() mutable {
     append(std::move(child));
     return true;
   });
 }
 
-// Whether a chunk is a child, or a child of one.
-bool VekGroupChunk::holds(const VekChunk* chunk) const {
-  return std::any_of(m_children.begin(), m_children.end(), [chunk](const auto& child) {
-    if (child.get() == chunk) return true;
-    const auto* const group = dynamic_cast<const VekGroupChunk*>(child.get());
-    return group != nullptr && group->holds(chunk);
-  });
-}
-
 void VekGroupChunk::append(Owned<VekChunk> child) {
   VekChunk* const added = child.get();
   m_children.push_back(std::move(child));
-  if (added != nullptr) added->m_isChild = true;
+  if (added != nullptr) adopt(*added);
+}
+
+void VekGroupChunk::adopt(VekChunk& child) {
+  child.m_isChild = true;
+  if (VekGroupChunk* const group = asGroup(&child)) group->m_parent = this;
+}
+
+VekGroupChunk* VekGroupChunk::asGroup(VekChunk* chunk) {
+  const bool mayBe = chunk != nullptr && chunk->getType() == ValueType::Group;
+  return mayBe ? dynamic_cast<VekGroupChunk*>(chunk) : nullptr;
 }
 
 unsigned __int64 VekGroupChunk::numChildren() const {

@@ -32,19 +32,24 @@ VekRoMemCache::ObjectSample& VekRoMemCache::ObjectSamples::slot(std::size_t obj)
 // --- Reading -------------------------------------------------------------------------------------
 
 // A group to read the object's data into, which is held only after markHeld(): one that is left of
-// another sample, or of an attempt that failed, else a new one.
+// another sample, else a new one. After a failure discard() is called instead.
 VekRoMemCache::ObjectSamples::Spare VekRoMemCache::ObjectSamples::prepare(std::size_t obj,
                                                                           bool inArena) {
   ObjectSample& sobj = place(obj);
-  // The arena takes new data only: what grows and shrinks from sample to sample would fill it.
-  if (sobj) return {*sobj, nullptr};
-  if (inArena && !m_arena) m_arena = std::make_unique<VekArena>();
-  VekArena* const arena = inArena ? m_arena.get() : nullptr;
+  // The arena takes an object's data only once: what comes and goes, or grows and shrinks from
+  // sample to sample, would fill it.
+  if (sobj) return {sobj.get(), nullptr};
+  Page& page = *m_pages[obj / pageSize];
+  const bool isPlaced = inArena && (page.placed & bitOf(obj)) == 0;
+  if (isPlaced && !m_arena) m_arena = std::make_unique<VekArena>();
+  VekArena* const arena = isPlaced ? m_arena.get() : nullptr;
+  if (arena != nullptr) arena->setMark();
   auto made = VekChunk::makeFor(Tag::SOBJ, ValueType::Group, arena);
   sobj.reset(static_cast<VekGroupChunk*>(made.release()));
-  m_pages[obj / pageSize]->stale |= bitOf(obj);
+  if (isPlaced) page.placed |= bitOf(obj);
+  page.stale |= bitOf(obj);
   ++m_numStale;
-  return {*sobj, arena};
+  return {sobj.get(), arena};
 }
 
 void VekRoMemCache::ObjectSamples::markHeld(std::size_t obj) {
@@ -52,10 +57,23 @@ void VekRoMemCache::ObjectSamples::markHeld(std::size_t obj) {
   --m_numStale;
 }
 
+// Frees what was read in vain: it would be held, uncounted, as long as the sample is.
+void VekRoMemCache::ObjectSamples::discard(std::size_t obj, VekArena* arena) {
+  Page& page = *m_pages[obj / pageSize];
+  page.objects[obj % pageSize].reset();
+  markHeld(obj);
+  if (arena == nullptr) return;
+  arena->rewind();
+  page.placed &= ~bitOf(obj);
+}
+
 // Gives up what is held, to be read over for another sample. False, and nothing changed, when part
-// of it was not used for this one: what no sample uses must not stay for good.
+// of it was not used for this one, or when the arena has grown far beyond what it was at first:
+// what no sample uses must not stay for good.
 bool VekRoMemCache::ObjectSamples::recycle() {
-  if (m_numStale > 0) return false;
+  const std::size_t size = m_arena ? m_arena->size() : 0;
+  if (m_numStale > 0 || (m_firstSize > 0 && size / 2 > m_firstSize)) return false;
+  if (m_firstSize == 0) m_firstSize = size;
   m_size = 0;
   for (const std::unique_ptr<Page>& page : m_pages) {
     if (!page) continue;

@@ -70,9 +70,12 @@ VekGroupChunk* VekRoMemCache::fetch(int sample, int obj) {
   }
   // Chunks that may be edited are made one by one, since they can be removed one by one.
   const ObjectSamples::Spare spare = samples.prepare(index, openMode == 0);
-  if (!readObjectSample(spare.sobj, sample, obj, spare.arena)) return nullptr;
+  if (!readObjectSample(*spare.sobj, sample, obj, spare.arena)) {
+    samples.discard(index, spare.arena);
+    return nullptr;
+  }
   samples.markHeld(index);
-  return &spare.sobj;
+  return spare.sobj;
 }
 
 // Makes the sample the most recently used and evicts what then exceeds the limit. The sample gets
