@@ -942,6 +942,13 @@ const Refusal kRefusals[] = {
        writeModel(file, other, 5);
      },
      nullptr},
+    {"fileEndsInFewerBytesThanAHeaderHas",
+     {1, 2, 3},
+     4,
+     [](Path file) {
+       change(file, [](const auto& bytes) { return bytes + std::string(12, 'x'); });
+     },
+     nullptr},
     {"fileHoldsTheSampleAlready", {1, 2, 3}, 4, fileOf({1, 2, 3, 4}), nullptr},
     {"fileHoldsMoreSamples", {1, 2, 3}, 4, fileOf({1, 2, 3, 4, 5, 6}), nullptr},
     {"evenFileGotATimeTable", {1, 2, 3}, 4, fileOf({1, 2, 9}), nullptr},

@@ -259,11 +259,14 @@ bool VekRwMemCache::scanFile(FileScan& scan) {
   VekHeader h;
   VekDVEKChunk head;
   if (!file.seek(0, SEEK_SET, true) || !file.readHeader(h) || !head.read(h, file)) return false;
-  while (file.tell() < scan.size && file.readHeader(h)) {
+  __int64 end = file.tell();
+  while (end < scan.size && file.readHeader(h)) {
     if (!scanChunk(h, scan)) return false;
+    end = file.tell();
   }
-  // Behind bytes that are no chunk, readers would not find what is added.
-  return file.tell() == scan.size && scan.offsetToMETA >= 0 && scan.offsetToSAMS >= 0;
+  // Behind bytes that are no chunk, also fewer than a header has, readers would not find what is
+  // added.
+  return end == scan.size && scan.offsetToMETA >= 0 && scan.offsetToSAMS >= 0;
 }
 
 bool VekRwMemCache::scanChunk(const VekHeader& h, FileScan& scan) {
