@@ -14,6 +14,7 @@
 
 #include <array>
 #include <list>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -321,12 +322,15 @@ class VEK_API VekRoMemCache : public VekCache {
     VEK_LOCAL void markHeld(std::size_t obj);
     VEK_LOCAL void discard(std::size_t obj, VekArena* arena);
     VEK_LOCAL bool recycle();
-    VEK_LOCAL ObjectSample& place(std::size_t obj);
-    VEK_LOCAL bool isStale(std::size_t obj) const;
+    VEK_LOCAL VekGroupChunk* held(std::size_t obj);
+    VEK_LOCAL Page* findPage(std::size_t obj);
+    VEK_LOCAL Page& makePage(std::size_t obj);
     static std::uint64_t bitOf(std::size_t obj) { return std::uint64_t(1) << obj % pageSize; }
 
-    std::unique_ptr<VekArena> m_arena;  ///< of chunks that were read
-    std::vector<std::unique_ptr<Page>> m_pages;
+    std::unique_ptr<VekArena> m_arena;    ///< of chunks that were read
+    std::map<std::size_t, Page> m_pages;  ///< by number
+    Page* m_lastPage = nullptr;           ///< the one used last
+    std::size_t m_lastNumber = 0;
     std::size_t m_size = 0;
     std::size_t m_numStale = 0;
     std::size_t m_firstSize = 0;  ///< of the arena when it was first handed on

@@ -15,14 +15,15 @@ VekRoMemCache::ObjectSamples::~ObjectSamples() = default;
 
 const VekRoMemCache::ObjectSample& VekRoMemCache::ObjectSamples::operator[](std::size_t obj) const {
   static const ObjectSample none;
-  const std::size_t page = obj / pageSize;
-  if (page >= m_pages.size() || !m_pages[page]) return none;
-  return isStale(obj) ? none : m_pages[page]->objects[obj % pageSize];
+  const auto found = m_pages.find(obj / pageSize);
+  if (found == m_pages.end() || (found->second.stale & bitOf(obj)) != 0) return none;
+  return found->second.objects[obj % pageSize];
 }
 
 VekRoMemCache::ObjectSample& VekRoMemCache::ObjectSamples::slot(std::size_t obj) {
-  ObjectSample& sobj = place(obj);
-  if (isStale(obj)) {
+  Page& page = makePage(obj);
+  ObjectSample& sobj = page.objects[obj % pageSize];
+  if ((page.stale & bitOf(obj)) != 0) {
     sobj.reset();
     markHeld(obj);
   }
@@ -31,15 +32,22 @@ VekRoMemCache::ObjectSample& VekRoMemCache::ObjectSamples::slot(std::size_t obj)
 
 // --- Reading -------------------------------------------------------------------------------------
 
+// The object's data where they are held.
+VekGroupChunk* VekRoMemCache::ObjectSamples::held(std::size_t obj) {
+  const Page* const page = findPage(obj);
+  if (page == nullptr || (page->stale & bitOf(obj)) != 0) return nullptr;
+  return page->objects[obj % pageSize].get();
+}
+
 // A group to read the object's data into, which is held only after markHeld(): one that is left of
 // another sample, else a new one. After a failure discard() is called instead.
 VekRoMemCache::ObjectSamples::Spare VekRoMemCache::ObjectSamples::prepare(std::size_t obj,
                                                                           bool inArena) {
-  ObjectSample& sobj = place(obj);
+  Page& page = makePage(obj);
+  ObjectSample& sobj = page.objects[obj % pageSize];
   // The arena takes an object's data only once: what comes and goes, or grows and shrinks from
   // sample to sample, would fill it.
   if (sobj) return {sobj.get(), nullptr};
-  Page& page = *m_pages[obj / pageSize];
   const bool isPlaced = inArena && (page.placed & bitOf(obj)) == 0;
   if (isPlaced && !m_arena) m_arena = std::make_unique<VekArena>();
   VekArena* const arena = isPlaced ? m_arena.get() : nullptr;
@@ -53,13 +61,13 @@ VekRoMemCache::ObjectSamples::Spare VekRoMemCache::ObjectSamples::prepare(std::s
 }
 
 void VekRoMemCache::ObjectSamples::markHeld(std::size_t obj) {
-  m_pages[obj / pageSize]->stale &= ~bitOf(obj);
+  makePage(obj).stale &= ~bitOf(obj);
   --m_numStale;
 }
 
 // Frees what was read in vain: it would be held, uncounted, as long as the sample is.
 void VekRoMemCache::ObjectSamples::discard(std::size_t obj, VekArena* arena) {
-  Page& page = *m_pages[obj / pageSize];
+  Page& page = makePage(obj);
   page.objects[obj % pageSize].reset();
   markHeld(obj);
   if (arena == nullptr) return;
@@ -75,11 +83,10 @@ bool VekRoMemCache::ObjectSamples::recycle() {
   if (m_numStale > 0 || (m_firstSize > 0 && size / 2 > m_firstSize)) return false;
   if (m_firstSize == 0) m_firstSize = size;
   m_size = 0;
-  for (const std::unique_ptr<Page>& page : m_pages) {
-    if (!page) continue;
+  for (auto& [number, page] : m_pages) {
     for (std::size_t obj = 0; obj < pageSize; ++obj) {
-      if (!page->objects[obj]) continue;
-      page->stale |= bitOf(obj);
+      if (!page.objects[obj]) continue;
+      page.stale |= bitOf(obj);
       ++m_numStale;
     }
   }
@@ -88,16 +95,22 @@ bool VekRoMemCache::ObjectSamples::recycle() {
 
 // --- Pages ---------------------------------------------------------------------------------------
 
-VekRoMemCache::ObjectSample& VekRoMemCache::ObjectSamples::place(std::size_t obj) {
-  const std::size_t page = obj / pageSize;
-  if (page >= m_pages.size()) m_pages.resize(page + 1);
-  if (!m_pages[page]) m_pages[page] = std::make_unique<Page>();
-  m_size = std::max(m_size, obj + 1);
-  return m_pages[page]->objects[obj % pageSize];
+// Objects are mostly asked for in order: the page is mostly the one from before.
+VekRoMemCache::ObjectSamples::Page* VekRoMemCache::ObjectSamples::findPage(std::size_t obj) {
+  const std::size_t number = obj / pageSize;
+  if (m_lastPage == nullptr || number != m_lastNumber) {
+    const auto found = m_pages.find(number);
+    if (found == m_pages.end()) return nullptr;
+    m_lastPage = &found->second;
+    m_lastNumber = number;
+  }
+  return m_lastPage;
 }
 
-bool VekRoMemCache::ObjectSamples::isStale(std::size_t obj) const {
-  return (m_pages[obj / pageSize]->stale & bitOf(obj)) != 0;
+VekRoMemCache::ObjectSamples::Page& VekRoMemCache::ObjectSamples::makePage(std::size_t obj) {
+  m_size = std::max(m_size, obj + 1);
+  Page* const page = findPage(obj);
+  return page != nullptr ? *page : m_pages[obj / pageSize];
 }
 
 }  // namespace Vek

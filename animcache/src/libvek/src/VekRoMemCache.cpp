@@ -63,7 +63,7 @@ const VekGroupChunk* VekRoMemCache::getSample(int sample, int obj) {
 VekGroupChunk* VekRoMemCache::fetch(int sample, int obj) {
   const auto index = static_cast<std::size_t>(obj);
   ObjectSamples& samples = samplesOf(sample);
-  if (const ObjectSample& held = samples[index]) return held.get();
+  if (VekGroupChunk* const held = samples.held(index)) return held;
   if (!isInFile(sample)) {
     samples.slot(index);
     return nullptr;
@@ -264,7 +264,7 @@ __int64 VekRoMemCache::getLoadRoom() {
 bool VekRoMemCache::loadSample(int sample, bool stopAtFailure, __int64& room) {
   bool complete = true;
   for (int obj = 0; obj < getNumObjects(); ++obj) {
-    if (samplesOf(sample)[static_cast<std::size_t>(obj)]) continue;
+    if (samplesOf(sample).held(static_cast<std::size_t>(obj)) != nullptr) continue;
     // Without the sample's table of objects there is nothing to find.
     if (sample != cachedSampleIndex && (!isInFile(sample) || !selectSample(sample))) {
       if (!keepOpen) file.close();
