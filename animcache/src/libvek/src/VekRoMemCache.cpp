@@ -263,8 +263,9 @@ __int64 VekRoMemCache::getLoadRoom() {
 // more room.
 bool VekRoMemCache::loadSample(int sample, bool stopAtFailure, __int64& room) {
   bool complete = true;
+  ObjectSamples& samples = samplesOf(sample);
   for (int obj = 0; obj < getNumObjects(); ++obj) {
-    if (samplesOf(sample).held(static_cast<std::size_t>(obj)) != nullptr) continue;
+    if (samples.held(static_cast<std::size_t>(obj)) != nullptr) continue;
     // Without the sample's table of objects there is nothing to find.
     if (sample != cachedSampleIndex && (!isInFile(sample) || !selectSample(sample))) {
       if (!keepOpen) file.close();

@@ -182,8 +182,9 @@ bool VekRwMemCache::writeSample(VekSAMSChunk& stream, int sample) {
   const float* const time = isNonUniform() ? &timeTable[index] : nullptr;
   if (!stream.writeStartSAMPChunk(file, getNumObjects(), time)) return false;
   for (std::size_t obj = 0; obj < metadata.dobjs.size(); ++obj) {
-    const bool written = obj < objects.size() && objects[obj]
-                             ? stream.writeSOBJChunk(file, objects[obj].get())
+    const VekGroupChunk* const sobj = objects[obj].get();
+    const bool written = sobj != nullptr
+                             ? stream.writeSOBJChunk(file, sobj)
                              : stream.writeStartSOBJChunk(file) && stream.writeEndSOBJChunk(file);
     if (!written) return false;
   }
