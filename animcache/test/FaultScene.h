@@ -6,9 +6,12 @@
 #ifndef VEK_TEST_FAULT_SCENE_H
 #define VEK_TEST_FAULT_SCENE_H
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <memory>
 #include <sstream>
 #include <streambuf>
 #include <string>
@@ -157,6 +160,28 @@ inline void writeScene(const std::string& path, const std::vector<ObjectKind>& k
   Vek::VekRwMemCache cache;
   buildScene(cache, kinds, times);
   if (!cache.saveAs(path.c_str())) std::abort();
+}
+
+/// A cache of the samples stored in the file, a new one when there are none, with frames added to
+/// it.
+inline std::unique_ptr<Vek::VekRwMemCache> makeGrownCache(const std::string& path,
+                                                          const std::vector<ObjectKind>& kinds,
+                                                          const std::vector<float>& stored,
+                                                          const std::vector<float>& added) {
+  auto cache = std::make_unique<Vek::VekRwMemCache>();
+  if (stored.empty()) {
+    buildScene(*cache, kinds, {});
+  } else {
+    writeScene(path, kinds, stored);
+    EXPECT_TRUE(cache->load(path.c_str()));
+  }
+  for (const float time : added) {
+    std::vector<Vek::VekGroupChunk*> frame;
+    EXPECT_TRUE(cache->allocFrame(time, frame));
+    for (std::size_t obj = 0; obj < frame.size(); ++obj)
+      fillObject(kinds[obj], *frame[obj], 1 + time);
+  }
+  return cache;
 }
 
 /// Writes two samples of an object chunk by chunk.

@@ -53,6 +53,24 @@ TEST_F(VekRwMemCacheSaveTest, appendWithoutANameIsFalse) {
 }
 
 #if !defined(_WIN32)
+TEST_F(VekRwMemCacheSaveTest, failedRewriteIsNotMadeGoodByAnAppend) {
+  load(oneObject({1, 2, 3}, 1.0F, 2));
+  add(cache, 4, 0, 40);
+  ASSERT_TRUE(cache.appendable);
+  {
+    const FileSizeLimit limit(64);
+    EXPECT_FALSE(cache.saveAs(path().c_str()));
+  }
+  EXPECT_TRUE(cache.isDirty());
+  EXPECT_FALSE(cache.appendable);
+  EXPECT_TRUE(cache.save());
+  Vek::VekRoMemCache saved(path().c_str());
+  EXPECT_EQ(saved.getNumSamples(), 4);
+  EXPECT_EQ(valueOf(saved, 3, 0), 40);
+}
+#endif
+
+#if !defined(_WIN32)
 TEST_F(VekRwMemCacheSaveTest, appendToAReadOnlyFileIsFalse) {
   const SavedFile model = oneObject({1, 2, 3}, 1.0F, 2);
   writeFile(model.image());

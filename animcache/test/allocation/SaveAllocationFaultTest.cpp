@@ -52,20 +52,8 @@ class SaveAllocationFaultTest : public FileTest, public ::testing::WithParamInte
   /// The cache with its edits, and the files as they are before the save.
   std::unique_ptr<VekRwMemCache> make() const {
     const Save& save = GetParam();
-    auto cache = std::make_unique<VekRwMemCache>();
     std::filesystem::remove(target());
-    if (save.stored.empty()) {
-      buildScene(*cache, kKinds, {});
-    } else {
-      writeScene(path(), kKinds, save.stored);
-      EXPECT_TRUE(cache->load(path().c_str()));
-    }
-    for (const float time : save.added) {
-      std::vector<VekGroupChunk*> frame;
-      EXPECT_TRUE(cache->allocFrame(time, frame));
-      for (std::size_t obj = 0; obj < frame.size(); ++obj)
-        fillObject(kKinds[obj], *frame[obj], 1 + time);
-    }
+    auto cache = makeGrownCache(path(), kKinds, save.stored, save.added);
     if (save.newName != nullptr) cache->setName(0, save.newName);
     return cache;
   }

@@ -144,21 +144,9 @@ class IoFaultSaveTest : public FileTest, public ::testing::WithParamInterface<Sa
 
   std::unique_ptr<VekRwMemCache> make() const {
     const Save& save = GetParam();
-    auto cache = std::make_unique<VekRwMemCache>();
     std::filesystem::remove(target());
     std::filesystem::remove(path());
-    if (save.stored.empty()) {
-      buildScene(*cache, kKinds, {});
-    } else {
-      writeScene(path(), kKinds, save.stored);
-      EXPECT_TRUE(cache->load(path().c_str()));
-    }
-    for (const float time : save.added) {
-      std::vector<VekGroupChunk*> frame;
-      EXPECT_TRUE(cache->allocFrame(time, frame));
-      for (std::size_t obj = 0; obj < frame.size(); ++obj)
-        fillObject(kKinds[obj], *frame[obj], 1 + time);
-    }
+    auto cache = makeGrownCache(path(), kKinds, save.stored, save.added);
     if (save.renamed) cache->setName(0, "|a new name");
     return cache;
   }
