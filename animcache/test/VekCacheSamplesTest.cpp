@@ -119,6 +119,28 @@ TEST_F(VekCacheSamplesTest, seekKeepsTheTableOfTheSample) {
   EXPECT_EQ(cache.cachedSampleIndex, 2);
 }
 
+// The tables of a few samples are kept aside, so that a blend can go to and fro between them.
+TEST_F(VekCacheSamplesTest, tableIsThatOfTheSampleInWhateverOrderTheyAreVisited) {
+  constexpr int numSamples = 8;
+  Head head = sceneHead();
+  head.numSamples = numSamples;
+  head.lastTime = numSamples;
+  ByteImage image = headImage(head);
+  const StreamLayout layout = addStream(image, emptySamples(numSamples, 3));
+  ASSERT_TRUE(open(image));
+  unsigned int random = 1;
+  for (int step = 0; step < 2000; ++step) {
+    random = random * 1664525U + 1013904223U;
+    // Runs between few samples, and jumps to any.
+    const int sample = static_cast<int>(random >> 24U) % (step % 50 < 40 ? 3 : numSamples);
+    const auto& offsets = layout.objects[static_cast<std::size_t>(sample)];
+    ASSERT_TRUE(seek(sample, step % 3)) << step;
+    ASSERT_EQ(cache.cachedSampleIndex, sample) << step;
+    ASSERT_EQ(cache.objectJumps, std::vector<__int64>(offsets.begin(), offsets.end())) << step;
+    ASSERT_EQ(cache.file.tell(), offsets[static_cast<std::size_t>(step % 3)] + 16) << step;
+  }
+}
+
 // The sample's table in the file is spoilt after the first fetch: it is not read again.
 TEST_F(VekCacheSamplesTest, tableOfTheSampleIsReadOnce) {
   ASSERT_TRUE(openScene(false));

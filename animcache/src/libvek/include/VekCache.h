@@ -206,6 +206,7 @@ class VEK_API VekCache {
   VEK_LOCAL void setAsideObjectJumps();
   VEK_LOCAL void noteVisit(ObjectTable table);
   VEK_LOCAL ObjectTable takeVisit(int sample);
+  VEK_LOCAL bool returnTo(int sample);
   VEK_LOCAL bool findObjectTable(ObjectTable& table, int sample);
   VEK_LOCAL bool readObjectJumps(ObjectTable table, int sample);
   VEK_LOCAL bool findObject(ObjectPlace& place, int sample, int obj);
@@ -312,20 +313,21 @@ class VEK_API VekRoMemCache : public VekCache {
       std::uint64_t placed = 0;  ///< a bit for each object whose data have been in the arena
     };
 
-    /// Where to read an object's data, and the arena for further chunks of it, null for the heap.
-    struct Spare {
-      VekGroupChunk* sobj;
-      VekArena* arena;
+    /// The place of an object's data.
+    struct Place {
+      Page& page;
+      std::size_t index;  ///< in the page
+
+      ObjectSample& slot() const { return page.objects[index]; }
+      std::uint64_t bit() const { return std::uint64_t(1) << index; }
+      bool isHeld() const { return slot() && (page.stale & bit()) == 0; }
     };
 
-    VEK_LOCAL Spare prepare(std::size_t obj, bool inArena);
-    VEK_LOCAL void markHeld(std::size_t obj);
-    VEK_LOCAL void discard(std::size_t obj, VekArena* arena);
+    VEK_LOCAL Place place(std::size_t obj);
+    VEK_LOCAL VekArena* prepare(const Place& place, bool inArena);
+    VEK_LOCAL void markHeld(const Place& place);
+    VEK_LOCAL void discard(const Place& place, VekArena* arena);
     VEK_LOCAL bool recycle();
-    VEK_LOCAL VekGroupChunk* held(std::size_t obj);
-    VEK_LOCAL Page* findPage(std::size_t obj);
-    VEK_LOCAL Page& makePage(std::size_t obj);
-    static std::uint64_t bitOf(std::size_t obj) { return std::uint64_t(1) << obj % pageSize; }
 
     std::unique_ptr<VekArena> m_arena;    ///< of chunks that were read
     std::map<std::size_t, Page> m_pages;  ///< by number

@@ -308,7 +308,7 @@ class VEK_API VekFile {
   VEK_LOCAL void expect(__int64 length);
   VEK_LOCAL bool holds(__int64 length);
   VEK_LOCAL bool canRead(const VekHeader& h);
-  VEK_LOCAL std::size_t countChunks(__int64 length) const;
+  VEK_LOCAL const char* peek(__int64 length);
   VEK_LOCAL const char* readText(const VekHeader& h);
   template <typename T>
   VEK_LOCAL bool readElements(const VekHeader& h, std::vector<T>& v, std::size_t kept);
@@ -494,6 +494,10 @@ class VEK_API VekGroupChunk : public VekChunk {
   VEK_LOCAL bool readNextChild(VekFile& f, VekArena* arena, std::size_t& count);
   VEK_LOCAL static bool readChunkOver(VekChunk& chunk, const VekHeader& h, VekFile& f,
                                       VekArena* arena);
+  VEK_LOCAL VekChunk& placeChild(std::size_t i, const VekHeader& h, VekArena* arena);
+  VEK_LOCAL void takeChildren(const char* image, __int64 length, VekArena* arena);
+  VEK_LOCAL static void takeChild(VekChunk& child, const VekHeader& h, const char* payload,
+                                  VekArena* arena);
 
   std::vector<Owned<VekChunk>, VekArenaAllocator<Owned<VekChunk>>> m_children;
   const VekGroupChunk* m_parent = nullptr;  ///< the group whose child this is
@@ -635,18 +639,21 @@ class VEK_API VekAttrListChunk : public VekGroupChunk {
 class VEK_API VekSATRChunk : public VekAttrListChunk {
  public:
   VekSATRChunk();
+  ~VekSATRChunk() override;
 };
 
 /// The animated attributes of an object.
 class VEK_API VekAATRChunk : public VekAttrListChunk {
  public:
   VekAATRChunk();
+  ~VekAATRChunk() override;
 };
 
 /// The values of an object's static attributes: child i holds those of static attribute i.
 class VEK_API VekATRSChunk : public VekGroupChunk {
  public:
   VekATRSChunk();
+  ~VekATRSChunk() override;
 };
 
 /// The attributes of one object.

@@ -17,9 +17,15 @@ VekAttrListChunk::VekAttrListChunk(unsigned int tag) : VekGroupChunk(tag) {}
 
 VekSATRChunk::VekSATRChunk() : VekAttrListChunk(Tag::SATR) {}
 
+VekSATRChunk::~VekSATRChunk() = default;
+
 VekAATRChunk::VekAATRChunk() : VekAttrListChunk(Tag::AATR) {}
 
+VekAATRChunk::~VekAATRChunk() = default;
+
 VekATRSChunk::VekATRSChunk() : VekGroupChunk(Tag::ATRS) {}
+
+VekATRSChunk::~VekATRSChunk() = default;
 
 void VekAttrListChunk::reset() {
   names.clear();

@@ -81,6 +81,19 @@ VekCache::ObjectTable VekCache::takeVisit(int sample) {
   return table;
 }
 
+// Lets the current sample and one visited before change places: what is blended object after object
+// goes to and fro between a few.
+bool VekCache::returnTo(int sample) {
+  const auto isSample = [sample](const ObjectTable& table) { return table.sample == sample; };
+  const auto found = std::find_if(m_visited.begin(), m_visited.end(), isSample);
+  if (found == m_visited.end() || found->offsets.empty() || cachedSampleIndex < 0) return false;
+  m_current.offsets.swap(objectJumps);
+  std::swap(m_current, *found);
+  m_current.offsets.swap(objectJumps);
+  cachedSampleIndex = sample;
+  return true;
+}
+
 // Finds a sample's table of objects in the file.
 bool VekCache::findObjectTable(ObjectTable& table, int sample) {
   const auto index = static_cast<std::size_t>(sample);
@@ -105,7 +118,7 @@ bool VekCache::findObjectTable(ObjectTable& table, int sample) {
 
 bool VekCache::selectSample(int sample) {
   if (!openForFetching() || sample < 0 || sample >= metadata.numSamples) return false;
-  if (sample == cachedSampleIndex) return true;
+  if (sample == cachedSampleIndex || returnTo(sample)) return true;
   setAsideObjectJumps();
   return readObjectJumps(takeVisit(sample), sample);
 }
@@ -128,7 +141,7 @@ bool VekCache::readObjectJumps(ObjectTable table, int sample) {
 // own entry is read.
 bool VekCache::findObject(ObjectPlace& place, int sample, int obj) {
   if (obj < 0 || sample < 0 || sample >= metadata.numSamples) return false;
-  if (sample != cachedSampleIndex) {
+  if (sample != cachedSampleIndex && !returnTo(sample)) {
     ObjectTable table = takeVisit(sample);
     const bool visited = table.sample >= 0;
     if (!visited && !findObjectTable(table, sample)) {
@@ -157,6 +170,7 @@ bool VekCache::readEntry(ObjectPlace& place, const ObjectTable& table, int obj) 
   __int64 entries[2] = {0, table.end};
   const __int64 length = obj + 1 < count ? 2 * offsetSize : offsetSize;
   if (!file.seek(table.begin + obj * offsetSize, SEEK_SET, true)) return false;
+  file.expect(length);
   if (!file.readData(VekHeader(Tag::JOBJ, ValueType::Int64, length), entries)) return false;
   place.begin = entries[0];
   place.end = entries[1];

@@ -10,6 +10,7 @@
 #include "VekFileStream.h"
 #include "VekGuarded.h"
 #include "VekPlatform.h"
+#include "VekReadValues.h"
 
 namespace Vek {
 
@@ -169,26 +170,13 @@ bool VekFile::holds(__int64 length) {
 // Whether a leaf would find its payload whole; what is of no known type reads none.
 bool VekFile::canRead(const VekHeader& h) {
   if (h.type > ValueType::Double) return h.length >= 0;
-  const bool is8Bytes = h.type == ValueType::Int64 || h.type == ValueType::Double;
-  const bool is4Bytes = h.type == ValueType::Int32 || h.type == ValueType::Float;
-  const __int64 elementSize = is8Bytes ? 8 : is4Bytes ? 4 : 1;
-  return h.length % elementSize == 0 && holds(h.length);
+  return h.length % elementSize(h.type) == 0 && holds(h.length);
 }
 
-// The number of chunks in the next `length` bytes, as far as these were read ahead.
-std::size_t VekFile::countChunks(__int64 length) const {
-  const char* chunk = isOpen() ? m_stream->ahead(length) : nullptr;
-  std::size_t count = 0;
-  while (chunk != nullptr && length >= headerSize) {
-    VekHeader h;
-    std::memcpy(&h, chunk, sizeof(h));
-    ++count;
-    length -= headerSize;
-    if (h.length < 0 || h.length >= length) break;
-    length -= h.length;
-    chunk += headerSize + h.length;
-  }
-  return count;
+// The next bytes, valid until the next operation, where they fit into what is read ahead; null
+// elsewhere. The position stays.
+const char* VekFile::peek(__int64 length) {
+  return isOpen() ? m_stream->peek(length) : nullptr;
 }
 
 // The payload, valid until the next operation; null when it cannot be read. It lies in the stream's
@@ -207,23 +195,12 @@ const char* VekFile::readText(const VekHeader& h) {
   return text;
 }
 
-namespace {
-
-// The number of bytes from `first` to the next NUL or to `end`.
-std::size_t runLength(const char* first, const char* end) {
-  const auto size = static_cast<std::size_t>(end - first);
-  const void* const nul = size > 0 ? std::memchr(first, '\0', size) : nullptr;
-  return nul == nullptr ? size : static_cast<std::size_t>(static_cast<const char*>(nul) - first);
-}
-
-}  // namespace
-
 bool VekFile::readData(const VekHeader& h, std::string& s) {
   s.clear();
   return guarded(false, [&] {
     const char* const text = readText(h);
     if (text == nullptr) return false;
-    s.assign(text, runLength(text, text + h.length));
+    s.assign(text, lengthOfRun(text, text + h.length));
     return true;
   });
 }
@@ -232,14 +209,7 @@ bool VekFile::readData(const VekHeader& h, std::vector<std::string>& v) {
   const bool read = guarded(false, [&] {
     const char* const text = readText(h);
     if (text == nullptr) return false;
-    const char* const end = text + h.length;
-    const bool cutOff = h.length > 0 && end[-1] != '\0';
-    v.resize(static_cast<std::size_t>(std::count(text, end, '\0')) + (cutOff ? 1 : 0));
-    const char* begin = text;
-    for (std::string& run : v) {
-      run.assign(begin, runLength(begin, end));
-      begin += run.size() + 1;
-    }
+    splitRuns(text, static_cast<std::size_t>(h.length), v);
     return true;
   });
   if (!read) v.clear();
@@ -252,10 +222,10 @@ bool VekFile::readElements(const VekHeader& h, std::vector<T>& v, std::size_t ke
   if (!m_stream->holds(h.length)) return false;
   return guarded(false, [&] {
     const std::size_t size = kept + static_cast<std::size_t>(h.length) / sizeof(T);
-    // Memory of another size is not used again: what is held must not exceed what is needed.
-    const bool fits = size <= v.capacity() && v.capacity() - size <= size / 16;
-    if (kept == 0 && !fits) std::vector<T>().swap(v);
-    v.resize(size);
+    if (kept == 0)
+      resizeToRead(v, size);
+    else
+      v.resize(size);
     return readData(h, static_cast<void*>(v.data() + kept));
   });
 }

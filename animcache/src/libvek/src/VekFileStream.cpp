@@ -94,6 +94,12 @@ const char* VekFile::Stream::view(__int64 length) {
   return bytes;
 }
 
+const char* VekFile::Stream::peekPastWindow(__int64 length) {
+  if (length < 0 || length >= directLength || !startReading() || !fillWindow(length))
+    return nullptr;
+  return m_window->find(m_position, length);
+}
+
 // What waits to be written must be in the file before anything is read from it.
 bool VekFile::Stream::startReading() {
   if (m_file == nullptr || !flush()) return false;

@@ -57,8 +57,13 @@ class VekFile::Stream {
   /// Reads `length` bytes and returns where they stand until the next call; null when they cannot
   /// be read or are too many for the buffer (the position has not moved then).
   const char* view(__int64 length);
-  /// The next `length` bytes where they were read ahead, else null. The position stays.
-  const char* ahead(__int64 length) const { return m_window->find(m_position, length); }
+  /// The next `length` bytes, which are read ahead when they are no more than a reader does not
+  /// take straight from the file; null otherwise. They stand until the next call, and the position
+  /// stays.
+  const char* peek(__int64 length) {
+    const char* const bytes = m_window->find(m_position, length);
+    return bytes != nullptr ? bytes : peekPastWindow(length);
+  }
   /// Whether `length` is not negative and that many bytes lie between the position and the end.
   bool holds(__int64 length);
   /// Announces that the next `length` bytes will be read: small ones come in one piece then.
@@ -68,6 +73,7 @@ class VekFile::Stream {
   bool startReading();
   bool fillWindow(__int64 length);
   bool readPastWindow(char* buffer, __int64 length);
+  const char* peekPastWindow(__int64 length);
   bool startStaging();
   void forgetRead();
   bool fitsStage(__int64 length) const {

@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "VekArena.h"
+#include "VekChunkImage.h"
 #include "VekChunks.h"
 #include "VekGuarded.h"
 
@@ -56,10 +57,21 @@ void VekGroupChunk::dropChildren() {
 // Reads like read(), but into the children from before where they are of the same kind: objects of
 // one sample are mostly built like those of another. Further children are made in the arena. There
 // is one for a new group only: what is replaced in an arena would pile up.
+//
+// Children that were read ahead as a whole are taken from there. Where their lengths disagree, the
+// file is followed from header to header: a group whose last header ends where the group does
+// still reads that chunk's payload behind it.
 bool VekGroupChunk::readOver(const VekHeader& h, VekFile& f, VekArena* arena) {
   if (h.tag != header.tag || h.type != header.type || h.length < 0) return false;
   header = h;
-  return readChildren(f, arena);
+  const bool traces = verbosity >= 5;  // What readChild() then says of each.
+  const char* const image = h.length > 0 && !traces ? f.peek(h.length) : nullptr;
+  if (image == nullptr || !areReadable(image, h.length, f.getLevel()))
+    return readChildren(f, arena);
+  return guarded(false, [&] {
+    takeChildren(image, h.length, arena);
+    return f.skipData(h);
+  });
 }
 
 bool VekGroupChunk::readChildren(VekFile& f, VekArena* arena) {
@@ -68,7 +80,6 @@ bool VekGroupChunk::readChildren(VekFile& f, VekArena* arena) {
     if (header.length == 0) return true;
     // The file closes the group when its last payload ends; the level then falls below this one.
     const unsigned __int64 level = f.getLevel();
-    m_children.reserve(f.countChunks(header.length));
     do {
       if (!readNextChild(f, arena, count)) return false;
     } while (f.getLevel() == level);
@@ -86,26 +97,30 @@ bool VekGroupChunk::readNextChild(VekFile& f, VekArena* arena, std::size_t& coun
   bool handled = false;
   const bool claimed = readChild(h, f, handled);
   if (handled) return claimed;
-  if (count < m_children.size()) {
-    Owned<VekChunk>& old = m_children[count];
-    if (!old || old->getTag() != h.tag || old->getType() != h.type) {
-      old = makeFor(h.tag, h.type, arena);
-      adopt(*old);
-    }
-    if (!readChunkOver(*old, h, f, arena)) return false;
-  } else {
-    Owned<VekChunk> child = makeFor(h.tag, h.type, arena);
-    if (!readChunkOver(*child, h, f, arena)) return false;
-    append(std::move(child));
-  }
+  if (!readChunkOver(placeChild(count, h, arena), h, f, arena)) return false;
   ++count;
   return true;
+}
+
+// The chunk to read the i-th child into, or the one behind the last: that from before where it is
+// of the same kind.
+VekChunk& VekGroupChunk::placeChild(std::size_t i, const VekHeader& h, VekArena* arena) {
+  if (i == m_children.size()) {
+    append(makeFor(h.tag, h.type, arena));
+  } else if (Owned<VekChunk>& old = m_children[i];
+             !old || old->getTag() != h.tag || old->getType() != h.type) {
+    old = makeFor(h.tag, h.type, arena);
+    adopt(*old);
+  }
+  return *m_children[i];
 }
 
 bool VekGroupChunk::readChunkOver(VekChunk& chunk, const VekHeader& h, VekFile& f,
                                   VekArena* arena) {
   VekGroupChunk* const group = asGroup(&chunk);
-  return group != nullptr ? group->readOver(h, f, arena) : chunk.read(h, f);
+  if (group == nullptr) return chunk.read(h, f);
+  group->header = h;
+  return group->readChildren(f, arena);
 }
 
 bool VekGroupChunk::write(VekFile& f) const {

@@ -15,64 +15,65 @@ VekRoMemCache::ObjectSamples::~ObjectSamples() = default;
 
 const VekRoMemCache::ObjectSample& VekRoMemCache::ObjectSamples::operator[](std::size_t obj) const {
   static const ObjectSample none;
-  const auto found = m_pages.find(obj / pageSize);
-  if (found == m_pages.end() || (found->second.stale & bitOf(obj)) != 0) return none;
-  return found->second.objects[obj % pageSize];
+  const auto page = m_pages.find(obj / pageSize);
+  if (page == m_pages.end()) return none;
+  const Place place = {const_cast<Page&>(page->second), obj % pageSize};
+  return place.isHeld() ? place.slot() : none;
 }
 
 VekRoMemCache::ObjectSample& VekRoMemCache::ObjectSamples::slot(std::size_t obj) {
-  Page& page = makePage(obj);
-  ObjectSample& sobj = page.objects[obj % pageSize];
-  if ((page.stale & bitOf(obj)) != 0) {
-    sobj.reset();
-    markHeld(obj);
+  const Place found = place(obj);
+  if (found.slot() && !found.isHeld()) {
+    found.slot().reset();
+    markHeld(found);
   }
-  return sobj;
+  return found.slot();
 }
 
 // --- Reading -------------------------------------------------------------------------------------
 
-// The object's data where they are held.
-VekGroupChunk* VekRoMemCache::ObjectSamples::held(std::size_t obj) {
-  const Page* const page = findPage(obj);
-  if (page == nullptr || (page->stale & bitOf(obj)) != 0) return nullptr;
-  return page->objects[obj % pageSize].get();
+// Objects are mostly asked for in order: the page is mostly the one from before.
+VekRoMemCache::ObjectSamples::Place VekRoMemCache::ObjectSamples::place(std::size_t obj) {
+  const std::size_t number = obj / pageSize;
+  m_size = std::max(m_size, obj + 1);
+  if (m_lastPage == nullptr || number != m_lastNumber) {
+    m_lastPage = &m_pages[number];
+    m_lastNumber = number;
+  }
+  return {*m_lastPage, obj % pageSize};
 }
 
-// A group to read the object's data into, which is held only after markHeld(): one that is left of
-// another sample, else a new one. After a failure discard() is called instead.
-VekRoMemCache::ObjectSamples::Spare VekRoMemCache::ObjectSamples::prepare(std::size_t obj,
-                                                                          bool inArena) {
-  Page& page = makePage(obj);
-  ObjectSample& sobj = page.objects[obj % pageSize];
+// Sees that there is a group to read the object's data into, which is held only after markHeld():
+// one that is left of another sample, else a new one. After a failure discard() is called instead.
+// The result is the arena for further chunks, null for the heap.
+VekArena* VekRoMemCache::ObjectSamples::prepare(const Place& place, bool inArena) {
+  if (place.slot()) return nullptr;
   // The arena takes an object's data only once: what comes and goes, or grows and shrinks from
   // sample to sample, would fill it.
-  if (sobj) return {sobj.get(), nullptr};
-  const bool isPlaced = inArena && (page.placed & bitOf(obj)) == 0;
+  const bool isPlaced = inArena && (place.page.placed & place.bit()) == 0;
   if (isPlaced && !m_arena) m_arena = std::make_unique<VekArena>();
   VekArena* const arena = isPlaced ? m_arena.get() : nullptr;
   if (arena != nullptr) arena->setMark();
   auto made = VekChunk::makeFor(Tag::SOBJ, ValueType::Group, arena);
-  sobj.reset(static_cast<VekGroupChunk*>(made.release()));
-  if (isPlaced) page.placed |= bitOf(obj);
-  page.stale |= bitOf(obj);
+  place.slot().reset(static_cast<VekGroupChunk*>(made.release()));
+  if (isPlaced) place.page.placed |= place.bit();
+  place.page.stale |= place.bit();
   ++m_numStale;
-  return {sobj.get(), arena};
+  return arena;
 }
 
-void VekRoMemCache::ObjectSamples::markHeld(std::size_t obj) {
-  makePage(obj).stale &= ~bitOf(obj);
+void VekRoMemCache::ObjectSamples::markHeld(const Place& place) {
+  place.page.stale &= ~place.bit();
   --m_numStale;
 }
 
 // Frees what was read in vain: it would be held, uncounted, as long as the sample is.
-void VekRoMemCache::ObjectSamples::discard(std::size_t obj, VekArena* arena) {
-  Page& page = makePage(obj);
-  page.objects[obj % pageSize].reset();
-  markHeld(obj);
+void VekRoMemCache::ObjectSamples::discard(const Place& place, VekArena* arena) {
+  place.slot().reset();
+  markHeld(place);
   if (arena == nullptr) return;
   arena->rewind();
-  page.placed &= ~bitOf(obj);
+  place.page.placed &= ~place.bit();
 }
 
 // Gives up what is held, to be read over for another sample. False, and nothing changed, when part
@@ -84,33 +85,14 @@ bool VekRoMemCache::ObjectSamples::recycle() {
   if (m_firstSize == 0) m_firstSize = size;
   m_size = 0;
   for (auto& [number, page] : m_pages) {
-    for (std::size_t obj = 0; obj < pageSize; ++obj) {
-      if (!page.objects[obj]) continue;
-      page.stale |= bitOf(obj);
+    for (std::size_t i = 0; i < pageSize; ++i) {
+      const Place place = {page, i};
+      if (!place.slot()) continue;
+      page.stale |= place.bit();
       ++m_numStale;
     }
   }
   return true;
-}
-
-// --- Pages ---------------------------------------------------------------------------------------
-
-// Objects are mostly asked for in order: the page is mostly the one from before.
-VekRoMemCache::ObjectSamples::Page* VekRoMemCache::ObjectSamples::findPage(std::size_t obj) {
-  const std::size_t number = obj / pageSize;
-  if (m_lastPage == nullptr || number != m_lastNumber) {
-    const auto found = m_pages.find(number);
-    if (found == m_pages.end()) return nullptr;
-    m_lastPage = &found->second;
-    m_lastNumber = number;
-  }
-  return m_lastPage;
-}
-
-VekRoMemCache::ObjectSamples::Page& VekRoMemCache::ObjectSamples::makePage(std::size_t obj) {
-  m_size = std::max(m_size, obj + 1);
-  Page* const page = findPage(obj);
-  return page != nullptr ? *page : m_pages[obj / pageSize];
 }
 
 }  // namespace Vek

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <system_error>
@@ -29,6 +30,7 @@
 
 #include <iostream>
 #else
+#include <sys/mman.h>
 #include <sys/uio.h>
 #include <unistd.h>
 #endif
@@ -226,6 +228,17 @@ std::size_t write(std::FILE* stream, const void* data, std::size_t size) {
     if (done == size || errno != EINTR) return done;
     std::clearerr(stream);  // Interrupted by a signal: nothing is wrong with the file.
   }
+}
+
+void mapAtOnce([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t size) {
+#if defined(MADV_POPULATE_WRITE)
+  constexpr std::size_t worthACall = 64 << 10;
+  static const auto pageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  if (size < worthACall || std::align(pageSize, pageSize, memory, size) == nullptr) return;
+  const int error = errno;  // Of no use to anybody: the memory is mapped page by page then.
+  static_cast<void>(madvise(memory, size / pageSize * pageSize, MADV_POPULATE_WRITE));
+  errno = error;
+#endif
 }
 
 bool access(const char* path, Access mode) {

@@ -40,6 +40,9 @@ std::size_t readAt(std::FILE* stream, __int64 offset, char* buffer, std::size_t 
                    char* more = nullptr, std::size_t moreSize = 0);
 /// Writes at the stream's position and returns how many bytes could be written.
 std::size_t write(std::FILE* stream, const void* data, std::size_t size);
+/// Lets the system map new memory that is about to be filled in one go, which costs less than
+/// mapping page after page as they are used. Does nothing for a few pages and where it cannot.
+void mapAtOnce(void* memory, std::size_t size);
 bool access(const char* path, Access mode);
 bool remove(const char* path);
 /// Whether both names are names of one file that is there.

@@ -16,7 +16,8 @@ bool VekReadWindow::fill(std::FILE* stream, __int64 position, __int64 length, __
   constexpr __int64 growth = 4;
   const __int64 kept = countFrom(position);
   const bool goesOn = m_next >= 0 && position + kept == m_next;
-  const __int64 ahead = goesOn ? std::min(m_length * growth, maxLength) : firstLength;
+  const __int64 jumped = expected > 0 ? expected : firstLength;
+  const __int64 ahead = goesOn ? std::min(m_length * growth, maxLength) : jumped;
   // What is larger than a piece is read past it.
   const __int64 wanted =
       expected > maxLength ? std::max(length, firstLength) : std::max({length, expected, ahead});

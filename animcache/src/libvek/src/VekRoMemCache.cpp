@@ -61,39 +61,35 @@ const VekGroupChunk* VekRoMemCache::getSample(int sample, int obj) {
 
 // The object's data, read when they are not held.
 VekGroupChunk* VekRoMemCache::fetch(int sample, int obj) {
-  const auto index = static_cast<std::size_t>(obj);
   ObjectSamples& samples = samplesOf(sample);
-  if (VekGroupChunk* const held = samples.held(index)) return held;
-  if (!isInFile(sample)) {
-    samples.slot(index);
-    return nullptr;
-  }
+  const ObjectSamples::Place place = samples.place(static_cast<std::size_t>(obj));
+  if (place.isHeld()) return place.slot().get();
+  if (!isInFile(sample)) return nullptr;
   // Chunks that may be edited are made one by one, since they can be removed one by one.
-  const ObjectSamples::Spare spare = samples.prepare(index, openMode == 0);
-  if (!readObjectSample(*spare.sobj, sample, obj, spare.arena)) {
-    samples.discard(index, spare.arena);
+  VekArena* const arena = samples.prepare(place, openMode == 0);
+  VekGroupChunk& sobj = *place.slot();
+  if (!readObjectSample(sobj, sample, obj, arena)) {
+    samples.discard(place, arena);
     return nullptr;
   }
-  samples.markHeld(index);
-  return spare.sobj;
+  samples.markHeld(place);
+  return &sobj;
 }
 
 // Makes the sample the most recently used and evicts what then exceeds the limit. The sample gets
 // the memory of the one that gave way.
 void VekRoMemCache::noteUse(int sample) {
   if (!recentSamples.empty() && recentSamples.front() == sample) return;
-  std::list<int> front;
   const auto known = std::find(recentSamples.begin(), recentSamples.end(), sample);
   if (known != recentSamples.end())
-    front.splice(front.begin(), recentSamples, known);
+    recentSamples.splice(recentSamples.begin(), recentSamples, known);
   else
-    front.push_front(sample);
+    recentSamples.push_front(sample);
   std::unique_ptr<ObjectSamples> evicted;
-  while (recentSamples.size() >= static_cast<std::size_t>(maxSamples)) {
+  while (recentSamples.size() > static_cast<std::size_t>(maxSamples)) {
     evicted = takeSample(recentSamples.back());
     recentSamples.pop_back();
   }
-  recentSamples.splice(recentSamples.begin(), front);
   if (!evicted || !evicted->recycle()) return;
   const auto index = static_cast<std::size_t>(sample);
   if (sampleTable.size() <= index) sampleTable.resize(index + 1);
@@ -265,7 +261,7 @@ bool VekRoMemCache::loadSample(int sample, bool stopAtFailure, __int64& room) {
   bool complete = true;
   ObjectSamples& samples = samplesOf(sample);
   for (int obj = 0; obj < getNumObjects(); ++obj) {
-    if (samples.held(static_cast<std::size_t>(obj)) != nullptr) continue;
+    if (samples.place(static_cast<std::size_t>(obj)).isHeld()) continue;
     // Without the sample's table of objects there is nothing to find.
     if (sample != cachedSampleIndex && (!isInFile(sample) || !selectSample(sample))) {
       if (!keepOpen) file.close();

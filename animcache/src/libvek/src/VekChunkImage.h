@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// The bytes of chunks side by side as they stand in the file, read ahead as a whole.
+
+#ifndef VEK_CHUNK_IMAGE_H
+#define VEK_CHUNK_IMAGE_H
+
+#include <cstddef>
+
+#include "VekChunks.h"
+
+namespace Vek {
+
+/// Whether a reader would find all chunks of an image whole, to its last byte, and groups in them
+/// nested no deeper than it follows; `level` groups are open around the image.
+bool areReadable(const char* image, __int64 length, unsigned __int64 level);
+
+/// How many chunks stand side by side in an image that is readable.
+std::size_t countChunks(const char* image, __int64 length);
+
+}  // namespace Vek
+
+#endif
