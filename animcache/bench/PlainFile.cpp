@@ -198,6 +198,28 @@ std::size_t readAndKeep(const std::string& path) {
   return total;
 }
 
+std::size_t readAndHold(const std::string& path, std::size_t numSamples) {
+  PlainStream stream(path, "rb");
+  std::vector<std::vector<std::vector<char>>> samples(numSamples);
+  std::size_t sample = 0;
+  std::size_t chunk = 0;
+  std::size_t total = 0;
+  for (VekHeader h; stream.readHeader(h);) {
+    if (h.tag == Tag::SAMP) {
+      sample = (sample + 1) % numSamples;
+      chunk = 0;
+    }
+    if (!hasPayload(h)) continue;
+    std::vector<std::vector<char>>& held = samples[sample];
+    if (chunk == held.size()) held.emplace_back();
+    std::vector<char>& data = held[chunk++];
+    data.resize(static_cast<std::size_t>(h.length));
+    stream.read(data.data(), data.size());
+    total += data.size();
+  }
+  return total;
+}
+
 bool haveSameBytes(const std::string& a, const std::string& b, std::size_t numIgnored) {
   constexpr std::size_t blockSize = 1U << 20U;
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> first(std::fopen(a.c_str(), "rb"),

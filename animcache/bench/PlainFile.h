@@ -75,6 +75,9 @@ class PlainReader {
 /// Reads every chunk of a file into memory of its own, and frees it. Returns the same.
 std::size_t readAndKeep(const std::string& path);
 
+/// The same with so many samples at a time: each further one is read over the one before them.
+std::size_t readAndHold(const std::string& path, std::size_t numSamples);
+
 /// Whether two files agree behind their first bytes.
 bool haveSameBytes(const std::string& a, const std::string& b, std::size_t numIgnored = 0);
 

@@ -51,10 +51,13 @@ void readAll(VekRoMemCache& cache, Visit visit) {
   }
 }
 
+/// What the plain program does with what it has read.
+enum class Plain { reusesOneBuffer, keepsAll, holdsAsManySamples };
+
 class ReadWork final : public Work {
  public:
-  ReadWork(std::string path, const SceneSize& size, int maxSamples)
-      : m_path(std::move(path)), m_maxSamples(maxSamples) {
+  ReadWork(std::string path, const SceneSize& size, int maxSamples, Plain plain)
+      : m_path(std::move(path)), m_maxSamples(maxSamples), m_plain(plain) {
     ensureFile(m_path, size);
   }
 
@@ -67,7 +70,17 @@ class ReadWork final : public Work {
     readAll(cache, [](const VekGroupChunk&) {});
   }
   void baseline() override {
-    m_numBytes = m_maxSamples > 0 ? m_plain.read(m_path) : readAndKeep(m_path);
+    switch (m_plain) {
+      case Plain::reusesOneBuffer:
+        m_numBytes = m_reader.read(m_path);
+        break;
+      case Plain::keepsAll:
+        m_numBytes = readAndKeep(m_path);
+        break;
+      case Plain::holdsAsManySamples:
+        m_numBytes = readAndHold(m_path, static_cast<std::size_t>(m_maxSamples));
+        break;
+    }
   }
   void compare() override {
     VekRoMemCache cache(m_path.c_str(), true, 1, nullptr);
@@ -81,7 +94,8 @@ class ReadWork final : public Work {
  private:
   std::string m_path;
   int m_maxSamples;
-  PlainReader m_plain;
+  Plain m_plain;
+  PlainReader m_reader;
   std::size_t m_numBytes = 0;
 };
 
@@ -183,14 +197,16 @@ void addReadRows(std::vector<Row>& rows) {
   constexpr int limit = 4;
   for (const Target& target : {Target{"W1", 1.3}, {"W2", 1.6}, {"W3", 3.5}, {"W4", 20}}) {
     const std::string name = target.scene;
-    const auto make = [name](int maxSamples) {
-      return [name, maxSamples](const std::string& folder) {
-        return std::make_unique<ReadWork>(folder + "/" + name + ".vek", namedSize(name),
-                                          maxSamples);
+    const auto make = [name](int maxSamples, Plain plain) {
+      return [name, maxSamples, plain](const std::string& folder) {
+        return std::make_unique<ReadWork>(folder + "/" + name + ".vek", namedSize(name), maxSamples,
+                                          plain);
       };
     };
-    rows.push_back(ratioRow("read/limit4/" + name, target.limited, make(limit)));
-    rows.push_back(ratioRow("read/all/" + name, unlimited, make(0)));
+    rows.push_back(
+        ratioRow("read/limit4/" + name, target.limited, make(limit, Plain::reusesOneBuffer)));
+    rows.push_back(ratioRow("read/hold4/" + name, 0, make(limit, Plain::holdsAsManySamples)));
+    rows.push_back(ratioRow("read/all/" + name, unlimited, make(0, Plain::keepsAll)));
   }
   for (const std::string name : {"W1", "W2", "W3", "W4"}) {
     for (const int k : {1, 4, 16}) {
