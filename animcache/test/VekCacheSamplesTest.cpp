@@ -141,6 +141,31 @@ TEST_F(VekCacheSamplesTest, tableIsThatOfTheSampleInWhateverOrderTheyAreVisited)
   }
 }
 
+// Of a long table the first visit reads one entry only.
+TEST_F(VekCacheSamplesTest, objectsOfLongTablesAreFoundInWhateverOrderTheSamplesAreVisited) {
+  constexpr int numSamples = 3;
+  constexpr std::size_t numObjects = 600;
+  Head head = sceneHead();
+  head.definitions.assign(numObjects, definition("|a"));
+  Stream stream;
+  for (int s = 0; s < numSamples; ++s) {
+    std::vector<ByteImage>& objects = stream.objects.emplace_back();
+    for (std::size_t o = 0; o < numObjects; ++o)
+      objects.push_back(floatChunk("POSI", {static_cast<float>(1000 * s) + static_cast<float>(o)}));
+  }
+  ByteImage image = headImage(head);
+  addStream(image, stream);
+  ASSERT_TRUE(open(image));
+  for (std::size_t o = 0; o < numObjects; ++o) {
+    for (int s = 0; s < numSamples; ++s) {
+      const auto sobj = fetch(s, static_cast<int>(o));
+      ASSERT_NE(sobj, nullptr) << s << " " << o;
+      ASSERT_EQ(valuesOf(*sobj, 0),
+                std::vector<float>{static_cast<float>(1000 * s) + static_cast<float>(o)});
+    }
+  }
+}
+
 // The sample's table in the file is spoilt after the first fetch: it is not read again.
 TEST_F(VekCacheSamplesTest, tableOfTheSampleIsReadOnce) {
   ASSERT_TRUE(openScene(false));

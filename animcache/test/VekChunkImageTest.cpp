@@ -23,19 +23,23 @@ using Vek::VekGroupChunk;
 
 const std::string kUnreadable = "unreadable";
 
-/// What a cache says of an object in a sample.
+/// What a cache says of an object in a sample, and where reading it leaves the file.
 std::string describe(OpenCache& cache, int sample, int obj) {
   const std::unique_ptr<VekGroupChunk> sobj(cache.loadObjectSample(sample, obj));
   if (!sobj) return kUnreadable;
   std::ostringstream text;
   sobj->print(text, 0);
+  text << "at " << cache.file.tell() << " in " << cache.file.getLevel() << " groups";
   return text.str();
 }
 
 std::string describeTraced(OpenCache& cache, int sample, int obj) {
-  const Verbosity traces(5);
+  const Verbosity verbosity(5);
   std::string text;
-  captureStderr([&] { text = describe(cache, sample, obj); });
+  const std::string traces = captureStderr([&] { text = describe(cache, sample, obj); });
+  const bool hasChildren = text.find("\n. ") != std::string::npos;
+  EXPECT_TRUE(!hasChildren || traces.find("VekGroupChunk::readChild") != std::string::npos)
+      << "not read chunk by chunk";
   return text;
 }
 

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -110,8 +111,7 @@ void expectSame(const Vek::VekChunk* found, const Vek::VekChunk* wanted) {
   }
 }
 
-// --- Taking
-// ----------------------------------------------------------------------------------------
+// --- Taking --------------------------------------------------------------------------------------
 
 TEST_F(SampleMemoryTest, chunksOfASampleTakeNoBlocksOfTheirOwn) {
   constexpr int numObjects = 500;
@@ -137,8 +137,7 @@ TEST_F(SampleMemoryTest, oneObjectOfThousandsTakesLittle) {
   EXPECT_LE(numLiveBytes() - before, 4096U + 2000U);
 }
 
-// --- Using again
-// -----------------------------------------------------------------------------------
+// --- Using again ---------------------------------------------------------------------------------
 
 TEST_F(SampleMemoryTest, sampleIsReadIntoTheMemoryOfTheEvictedOne) {
   constexpr int numSamples = 30;
@@ -200,8 +199,68 @@ TEST_F(SampleMemoryTest, dataOfAnEvictedSampleAreNotTakenForTheNextOne) {
   EXPECT_EQ(other->data, valuesOf(1, 0, 6));
 }
 
-// --- Giving up
-// -------------------------------------------------------------------------------------
+// The objects of a sample have chunks of the same types as those before, under other tags, also of
+// types that nobody knows. Both when they are taken from memory and when each of them is traced.
+TEST_F(SampleMemoryTest, chunksOfOtherTagsAreNotTakenForThoseFromBefore) {
+  writeScene(6, 2, [](int sample, int obj) {
+    const bool even = sample % 2 == 0;
+    return join({floatChunk(even ? "POSI" : "VELO", valuesOf(sample, obj, 3)),
+                 ByteImage().chunk(even ? "ODDA" : "ODDB", 9, ByteImage().raw("abc")),
+                 group(even ? "GRUA" : "GRUB", floatChunk("POSI", valuesOf(sample, obj, 2)))});
+  });
+  for (const int level : {-1, 5}) {
+    VekRoMemCache cache(m_file.c_str(), true, 1);
+    for (int sample = 0; sample < 6; ++sample) {
+      std::ostringstream text;
+      const Verbosity verbosity(level);
+      captureStderr([&] {
+        readSample(cache, sample);
+        cache.getSample(sample, 1)->print(text, 0);
+      });
+      for (const char* const tag : {"POSI float (12)", "ODDA", "GRUA"})
+        EXPECT_EQ(text.str().find(tag) != std::string::npos, sample % 2 == 0) << tag;
+      for (const char* const tag : {"VELO float (12)", "ODDB", "GRUB"})
+        EXPECT_EQ(text.str().find(tag) != std::string::npos, sample % 2 == 1) << tag;
+    }
+  }
+}
+
+// A second owner would destroy it again.
+TEST_F(SampleMemoryTest, chunkThatTookThePlaceOfAnotherHasAnOwner) {
+  writeScene(2, 1, [](int sample, int obj) {
+    return floatChunk(sample == 0 ? "POSI" : "VELO", valuesOf(sample, obj, 3));
+  });
+  VekRoMemCache cache(m_file.c_str(), true, 1);
+  readSample(cache, 0);
+  const Vek::VekChunk* const child = cache.getSample(1, 0)->getChild(0);
+  ASSERT_EQ(child->getTag(), Vek::makeTag('V', 'E', 'L', 'O'));
+  VekGroupChunk other;
+  other.addChild(const_cast<Vek::VekChunk*>(child));
+  EXPECT_EQ(other.numChildren(), 0U);
+}
+
+/// Lets tests look at what is held.
+class OpenTableCache : public VekRoMemCache {
+ public:
+  using VekRoMemCache::sampleSlot;
+  using VekRoMemCache::sampleTable;
+  using VekRoMemCache::VekRoMemCache;
+};
+
+TEST_F(SampleMemoryTest, tableShowsNothingOfTheSampleFromBefore) {
+  writeScene(2, 3, positions);
+  OpenTableCache cache(m_file.c_str(), true, 1);
+  readSample(cache, 0);
+  ASSERT_NE(cache.getSample(1, 0), nullptr);
+  const auto& held = *cache.sampleTable.at(1);
+  EXPECT_TRUE(held[0]);
+  EXPECT_FALSE(held[1]);
+  EXPECT_FALSE(held[2]);
+  EXPECT_FALSE(cache.sampleSlot(1, 1));
+  EXPECT_TRUE(cache.sampleSlot(1, 0));
+}
+
+// --- Giving up -----------------------------------------------------------------------------------
 
 TEST_F(SampleMemoryTest, memoryDoesNotGrowWithSamplesOfChangingShape) {
   constexpr int numSamples = 14;
@@ -215,6 +274,31 @@ TEST_F(SampleMemoryTest, memoryDoesNotGrowWithSamplesOfChangingShape) {
   const std::size_t before = numLiveBytes();
   for (int round = 0; round < 50; ++round) readRound();
   EXPECT_LE(numLiveBytes(), before + 1000);
+}
+
+TEST_F(SampleMemoryTest, samplesThatAreNotFoundTakeNoMemoryForTheirObjects) {
+  constexpr int numSamples = 2000;
+  writeScene(numSamples, 1, [](int, int) { return ByteImage(); });
+  std::string offsets;
+  for (int i = 0; i < numSamples; ++i) offsets += ByteImage().int64(8).bytes();
+  overwrite(m_file, static_cast<std::size_t>(m_layout.jsam) + 16, offsets);
+  Vek::VekRwMemCache cache(m_file.c_str());
+  ASSERT_EQ(cache.getNumSamples(), numSamples);
+  const std::size_t before = numLiveBytes();
+  EXPECT_FALSE(cache.saveAs(path("elsewhere.vek").c_str()));
+  EXPECT_LE(numLiveBytes() - before, numSamples * 300U);
+}
+
+TEST_F(SampleMemoryTest, valuesKeepNoMoreMemoryThanTheyNeed) {
+  writeScene(2, 1, [](int sample, int obj) {
+    return floatChunk("POSI", valuesOf(sample, obj, sample == 0 ? 3000 : 6));
+  });
+  VekRoMemCache cache(m_file.c_str(), true, 1);
+  readSample(cache, 0);
+  const auto* const leaf = asLeaf<float>(cache.getSample(1, 0, Tag::POSI, nullptr));
+  ASSERT_NE(leaf, nullptr);
+  EXPECT_EQ(leaf->data, valuesOf(1, 0, 6));
+  EXPECT_LE(leaf->data.capacity(), 6U);
 }
 
 TEST_F(SampleMemoryTest, objectsThatAreAskedForNoMoreAreGivenUp) {

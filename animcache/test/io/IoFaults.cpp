@@ -49,6 +49,7 @@ IoFault::Armed::~Armed() {
 IoFault* IoFault::strike() {
   IoFault* const fault = armedFault;
   if (fault == nullptr) return nullptr;
+  ++fault->m_numCalls;
   if (fault->m_hit && fault->m_mode == IoMode::onwards) return fault;
   if (fault->m_remaining == 0 || --fault->m_remaining > 0) return nullptr;
   fault->m_hit = true;

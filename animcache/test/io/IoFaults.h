@@ -36,6 +36,8 @@ class IoFault {
     operation();
   }
 
+  /// How many calls there were.
+  std::size_t numCalls() const { return m_numCalls; }
   /// Whether a call failed.
   bool wasHit() const { return m_hit; }
   /// Whether data that was written may be lost: nobody may say that it is in the file.
@@ -61,6 +63,7 @@ class IoFault {
     ~Armed();
   };
 
+  std::size_t m_numCalls = 0;
   std::size_t m_remaining = 0;  ///< up to the one that fails; 0 for none
   IoMode m_mode = IoMode::once;
   bool m_hit = false;

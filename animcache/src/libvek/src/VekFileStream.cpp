@@ -62,6 +62,7 @@ bool VekFile::Stream::moveTo(__int64 base, __int64 offset) {
   if (base < 0 || offset < -base || offset > maxOffset - base) return false;
   if (!m_seekable && base + offset != m_position) return false;
   m_position = base + offset;
+  m_expected = 0;
   return true;
 }
 

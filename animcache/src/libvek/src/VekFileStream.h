@@ -66,7 +66,8 @@ class VekFile::Stream {
   }
   /// Whether `length` is not negative and that many bytes lie between the position and the end.
   bool holds(__int64 length);
-  /// Announces that the next `length` bytes will be read: small ones come in one piece then.
+  /// Announces that the next `length` bytes will be read, until the position is moved: small ones
+  /// come in one piece then.
   void expect(__int64 length) { m_expected = length; }
 
  private:

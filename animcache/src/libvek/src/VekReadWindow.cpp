@@ -15,9 +15,9 @@ namespace Vek {
 bool VekReadWindow::fill(std::FILE* stream, __int64 position, __int64 length, __int64 expected) {
   constexpr __int64 growth = 4;
   const __int64 kept = countFrom(position);
-  const bool goesOn = m_next >= 0 && position + kept == m_next;
-  const __int64 jumped = expected > 0 ? expected : firstLength;
-  const __int64 ahead = goesOn ? std::min(m_length * growth, maxLength) : jumped;
+  const __int64 ahead = serves(position) ? std::clamp(m_length * growth, firstLength, maxLength)
+                        : expected > 0   ? expected
+                                         : firstLength;
   // What is larger than a piece is read past it.
   const __int64 wanted =
       expected > maxLength ? std::max(length, firstLength) : std::max({length, expected, ahead});

@@ -19,6 +19,8 @@ class VekReadWindow {
   static constexpr __int64 maxLength = 256 << 10;
   /// What is read where nothing was read before.
   static constexpr __int64 firstLength = 4096;
+  /// What a reader leaves out and still goes on.
+  static constexpr __int64 longestGap = 1024;
 
   /// Where `length` bytes from `position` on stand; null when the piece does not hold them all.
   const char* find(__int64 position, __int64 length) const {
@@ -30,9 +32,11 @@ class VekReadWindow {
   __int64 countFrom(__int64 position) const {
     return find(position, 0) != nullptr ? m_begin + m_used - position : 0;
   }
-  /// Whether a reader at `position` uses this piece or goes on behind what was read.
+  /// Whether a reader at `position` uses this piece or goes on behind what was read, little of it
+  /// left out.
   bool serves(__int64 position) const {
-    return countFrom(position) > 0 || (m_next >= 0 && position == m_next);
+    return countFrom(position) > 0 ||
+           (m_next >= 0 && position >= m_next && position - m_next < longestGap);
   }
   /// Moves to `position`, what is there already included, and reads at least `length` bytes, at
   /// most maxLength, where the file has them. `expected` is how much the reader knows it will use.
