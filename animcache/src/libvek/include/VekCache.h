@@ -323,6 +323,8 @@ class VEK_API VekRoMemCache : public VekCache {
       bool isHeld() const { return slot() && (page.stale & bit()) == 0; }
     };
 
+    VEK_LOCAL Page* findPage(std::size_t number);
+    VEK_LOCAL bool holds(std::size_t obj);
     VEK_LOCAL Place place(std::size_t obj);
     VEK_LOCAL VekArena* prepare(const Place& place, bool inArena);
     VEK_LOCAL void markHeld(const Place& place);

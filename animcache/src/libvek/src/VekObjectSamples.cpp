@@ -33,14 +33,26 @@ VekRoMemCache::ObjectSample& VekRoMemCache::ObjectSamples::slot(std::size_t obj)
 // --- Reading -------------------------------------------------------------------------------------
 
 // Objects are mostly asked for in order: the page is mostly the one from before.
-VekRoMemCache::ObjectSamples::Place VekRoMemCache::ObjectSamples::place(std::size_t obj) {
-  const std::size_t number = obj / pageSize;
-  m_size = std::max(m_size, obj + 1);
+VekRoMemCache::ObjectSamples::Page* VekRoMemCache::ObjectSamples::findPage(std::size_t number) {
   if (m_lastPage == nullptr || number != m_lastNumber) {
-    m_lastPage = &m_pages[number];
+    const auto found = m_pages.find(number);
+    if (found == m_pages.end()) return nullptr;
+    m_lastPage = &found->second;
     m_lastNumber = number;
   }
-  return {*m_lastPage, obj % pageSize};
+  return m_lastPage;
+}
+
+// Makes no page, unlike place().
+bool VekRoMemCache::ObjectSamples::holds(std::size_t obj) {
+  Page* const page = findPage(obj / pageSize);
+  return page != nullptr && Place{*page, obj % pageSize}.isHeld();
+}
+
+VekRoMemCache::ObjectSamples::Place VekRoMemCache::ObjectSamples::place(std::size_t obj) {
+  m_size = std::max(m_size, obj + 1);
+  Page* const page = findPage(obj / pageSize);
+  return {page != nullptr ? *page : m_pages[obj / pageSize], obj % pageSize};
 }
 
 // Sees that there is a group to read the object's data into, which is held only after markHeld():

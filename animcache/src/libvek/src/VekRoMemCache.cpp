@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <iostream>
 #include <limits>
-#include <utility>
 
 #include "VekCache.h"
 #include "VekGuarded.h"
@@ -262,7 +261,7 @@ bool VekRoMemCache::loadSample(int sample, bool stopAtFailure, __int64& room) {
   bool complete = true;
   ObjectSamples& samples = samplesOf(sample);
   for (int obj = 0; obj < getNumObjects(); ++obj) {
-    if (std::as_const(samples)[static_cast<std::size_t>(obj)]) continue;
+    if (samples.holds(static_cast<std::size_t>(obj))) continue;
     // Without the sample's table of objects there is nothing to find.
     if (sample != cachedSampleIndex && (!isInFile(sample) || !selectSample(sample))) {
       if (!keepOpen) file.close();
