@@ -32,6 +32,15 @@ bool visitChunks(const char* image, __int64 length, Visit visit) {
   return length == 0;
 }
 
+std::size_t countChunks(const char* image, __int64 length) {
+  std::size_t count = 0;
+  visitChunks(image, length, [&count](const VekHeader&, const char*) {
+    ++count;
+    return true;
+  });
+  return count;
+}
+
 template <typename T>
 void takeValues(VekChunk& leaf, const char* payload, __int64 length) {
   std::vector<T>& values = static_cast<VekLeafChunk<T>&>(leaf).data;
@@ -54,15 +63,6 @@ bool areReadable(const char* image, __int64 length, unsigned __int64 level) {
     if (h.length == 0) return true;
     return level < maxGroupNesting && areReadable(payload, h.length, level + 1);
   });
-}
-
-std::size_t countChunks(const char* image, __int64 length) {
-  std::size_t count = 0;
-  visitChunks(image, length, [&count](const VekHeader&, const char*) {
-    ++count;
-    return true;
-  });
-  return count;
 }
 
 // Takes over the chunks of a readable image, in place of the children from before.

@@ -5,8 +5,6 @@
 #ifndef VEK_CHUNK_IMAGE_H
 #define VEK_CHUNK_IMAGE_H
 
-#include <cstddef>
-
 #include "VekChunks.h"
 
 namespace Vek {
@@ -14,9 +12,6 @@ namespace Vek {
 /// Whether a reader would find all chunks of an image whole, to its last byte, and groups in them
 /// nested no deeper than it follows; `level` groups are open around the image.
 bool areReadable(const char* image, __int64 length, unsigned __int64 level);
-
-/// How many chunks stand side by side in an image that is readable.
-std::size_t countChunks(const char* image, __int64 length);
 
 }  // namespace Vek
 
