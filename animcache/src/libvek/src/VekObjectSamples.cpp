@@ -23,11 +23,12 @@ const VekRoMemCache::ObjectSample& VekRoMemCache::ObjectSamples::operator[](std:
 
 VekRoMemCache::ObjectSample& VekRoMemCache::ObjectSamples::slot(std::size_t obj) {
   const Place found = place(obj);
-  if (found.slot() && !found.isHeld()) {
-    found.slot().reset();
+  ObjectSample& sobj = found.page.objects[found.index];
+  if (sobj && !found.isHeld()) {
+    sobj.reset();
     markHeld(found);
   }
-  return found.slot();
+  return sobj;
 }
 
 // --- Reading -------------------------------------------------------------------------------------
