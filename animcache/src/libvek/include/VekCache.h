@@ -315,12 +315,13 @@ class VEK_API VekRoMemCache : public VekCache {
 
     /// The place of an object's data.
     struct Place {
-      Page& page;
-      std::size_t index;  ///< in the page
+      Place(Page& of, std::size_t obj)
+          : page(of), slot(of.objects[obj % pageSize]), bit(std::uint64_t(1) << obj % pageSize) {}
+      bool isHeld() const { return slot && (page.stale & bit) == 0; }
 
-      ObjectSample& slot() const { return page.objects[index]; }
-      std::uint64_t bit() const { return std::uint64_t(1) << index; }
-      bool isHeld() const { return slot() && (page.stale & bit()) == 0; }
+      Page& page;
+      ObjectSample& slot;
+      std::uint64_t bit;  ///< of the object in the page's sets
     };
 
     VEK_LOCAL Page* findPage(std::size_t number);

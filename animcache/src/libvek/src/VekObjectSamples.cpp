@@ -17,18 +17,17 @@ const VekRoMemCache::ObjectSample& VekRoMemCache::ObjectSamples::operator[](std:
   static const ObjectSample none;
   const auto page = m_pages.find(obj / pageSize);
   if (page == m_pages.end()) return none;
-  const Place place = {const_cast<Page&>(page->second), obj % pageSize};
-  return place.isHeld() ? place.slot() : none;
+  const Place place(const_cast<Page&>(page->second), obj);
+  return place.isHeld() ? place.slot : none;
 }
 
 VekRoMemCache::ObjectSample& VekRoMemCache::ObjectSamples::slot(std::size_t obj) {
   const Place found = place(obj);
-  ObjectSample& sobj = found.page.objects[found.index];
-  if (sobj && !found.isHeld()) {
-    sobj.reset();
+  if (found.slot && !found.isHeld()) {
+    found.slot.reset();
     markHeld(found);
   }
-  return sobj;
+  return found.slot;
 }
 
 // --- Reading -------------------------------------------------------------------------------------
@@ -47,46 +46,46 @@ VekRoMemCache::ObjectSamples::Page* VekRoMemCache::ObjectSamples::findPage(std::
 // Makes no page, unlike place().
 bool VekRoMemCache::ObjectSamples::holds(std::size_t obj) {
   Page* const page = findPage(obj / pageSize);
-  return page != nullptr && Place{*page, obj % pageSize}.isHeld();
+  return page != nullptr && Place(*page, obj).isHeld();
 }
 
 VekRoMemCache::ObjectSamples::Place VekRoMemCache::ObjectSamples::place(std::size_t obj) {
   m_size = std::max(m_size, obj + 1);
   Page* const page = findPage(obj / pageSize);
-  return {page != nullptr ? *page : m_pages[obj / pageSize], obj % pageSize};
+  return {page != nullptr ? *page : m_pages[obj / pageSize], obj};
 }
 
 // Sees that there is a group to read the object's data into, which is held only after markHeld():
 // one that is left of another sample, else a new one. After a failure discard() is called instead.
 // The result is the arena for further chunks, null for the heap.
 VekArena* VekRoMemCache::ObjectSamples::prepare(const Place& place, bool inArena) {
-  if (place.slot()) return nullptr;
+  if (place.slot) return nullptr;
   // The arena takes an object's data only once: what comes and goes, or grows and shrinks from
   // sample to sample, would fill it.
-  const bool isPlaced = inArena && (place.page.placed & place.bit()) == 0;
+  const bool isPlaced = inArena && (place.page.placed & place.bit) == 0;
   if (isPlaced && !m_arena) m_arena = std::make_unique<VekArena>();
   VekArena* const arena = isPlaced ? m_arena.get() : nullptr;
   if (arena != nullptr) arena->setMark();
   auto made = VekChunk::makeFor(Tag::SOBJ, ValueType::Group, arena);
-  place.slot().reset(static_cast<VekGroupChunk*>(made.release()));
-  if (isPlaced) place.page.placed |= place.bit();
-  place.page.stale |= place.bit();
+  place.slot.reset(static_cast<VekGroupChunk*>(made.release()));
+  if (isPlaced) place.page.placed |= place.bit;
+  place.page.stale |= place.bit;
   ++m_numStale;
   return arena;
 }
 
 void VekRoMemCache::ObjectSamples::markHeld(const Place& place) {
-  place.page.stale &= ~place.bit();
+  place.page.stale &= ~place.bit;
   --m_numStale;
 }
 
 // Frees what was read in vain: it would be held, uncounted, as long as the sample is.
 void VekRoMemCache::ObjectSamples::discard(const Place& place, VekArena* arena) {
-  place.slot().reset();
+  place.slot.reset();
   markHeld(place);
   if (arena == nullptr) return;
   arena->rewind();
-  place.page.placed &= ~place.bit();
+  place.page.placed &= ~place.bit;
 }
 
 // Gives up what is held, to be read over for another sample. False, and nothing changed, when part
@@ -99,9 +98,9 @@ bool VekRoMemCache::ObjectSamples::recycle() {
   m_size = 0;
   for (auto& [number, page] : m_pages) {
     for (std::size_t i = 0; i < pageSize; ++i) {
-      const Place place = {page, i};
-      if (!place.slot()) continue;
-      page.stale |= place.bit();
+      const Place place(page, i);
+      if (!place.slot) continue;
+      page.stale |= place.bit;
       ++m_numStale;
     }
   }

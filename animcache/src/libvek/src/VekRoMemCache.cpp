@@ -63,17 +63,16 @@ const VekGroupChunk* VekRoMemCache::getSample(int sample, int obj) {
 VekGroupChunk* VekRoMemCache::fetch(int sample, int obj) {
   ObjectSamples& samples = samplesOf(sample);
   const ObjectSamples::Place place = samples.place(static_cast<std::size_t>(obj));
-  if (place.isHeld()) return place.slot().get();
+  if (place.isHeld()) return place.slot.get();
   if (!isInFile(sample)) return nullptr;
   // Chunks that may be edited are made one by one, since they can be removed one by one.
   VekArena* const arena = samples.prepare(place, openMode == 0);
-  VekGroupChunk& sobj = *place.slot();
-  if (!readObjectSample(sobj, sample, obj, arena)) {
+  if (!readObjectSample(*place.slot, sample, obj, arena)) {
     samples.discard(place, arena);
     return nullptr;
   }
   samples.markHeld(place);
-  return &sobj;
+  return place.slot.get();
 }
 
 // Makes the sample the most recently used and evicts what then exceeds the limit. The sample gets
